@@ -1,0 +1,52 @@
+// Image files for the programs: JPEG and PNG in, PNG out.
+//
+// Failures throw ImageError, whose text is one line that names the file.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+// Rows top to bottom without padding, interleaved 8-bit channels: 1 grey, 3 B,G,R, 4 B,G,R,A with
+// straight alpha.
+struct Image {
+    int width = 0;
+    int height = 0;
+    int channels = 0;
+    std::vector<std::uint8_t> pixels;
+
+    Image() = default;
+    Image(int w, int h, int c)
+        : width(w), height(h), channels(c), pixels(std::size_t(w) * std::size_t(h) * std::size_t(c)) {}
+
+    int stride() const { return width * channels; }  // bytes
+    std::uint8_t* row(int y) { return pixels.data() + std::size_t(y) * std::size_t(stride()); }
+    const std::uint8_t* row(int y) const {
+        return pixels.data() + std::size_t(y) * std::size_t(stride());
+    }
+};
+
+struct ImageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Pictures above this many pixels are refused from their header, before memory is taken.
+constexpr long long default_max_pixels = 200'000'000;
+
+// Reads a JPEG or PNG (told apart by its first bytes, whatever its name) as B,G,R: grey and palette
+// are expanded, 16-bit samples reduced, alpha dropped. The EXIF orientation is applied, so that the
+// picture stands as a viewer shows it.
+Image read_colour(const std::string& path, long long max_pixels = default_max_pixels);
+
+// The same as 8-bit grey (colour files by luma).
+Image read_grey(const std::string& path, long long max_pixels = default_max_pixels);
+
+// Writes a PNG of 1, 3 or 4 channels. The file appears under its name only when it is complete: it
+// is written beside it first and renamed. Throws and leaves nothing behind when that fails.
+void write_png(const std::string& path, const Image& image);
+
+}  // namespace tools
