@@ -1,0 +1,240 @@
+// Copies, fills, flips, neighbour offsets and mask extents of strided byte rasters. All of it is
+// bound by memory: rows are walked in order and whole rows go to memcpy, memset and loops that the
+// compiler vectorises.
+#include "ff/raster.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+namespace ff {
+namespace {
+
+using u8 = unsigned char;
+
+const u8* row_at(const void* base, int y, int stride) {
+    return static_cast<const u8*>(base) + std::ptrdiff_t(y) * stride;
+}
+u8* row_at(void* base, int y, int stride) {
+    return static_cast<u8*>(base) + std::ptrdiff_t(y) * stride;
+}
+
+// A pixel of N bytes that is moved as a whole.
+template <int N>
+struct pixel {
+    u8 bytes[N];
+};
+
+template <int N>
+void reverse_row(u8* row, int width) {
+    auto* p = reinterpret_cast<pixel<N>*>(row);
+    std::reverse(p, p + width);
+}
+
+void reverse_row(u8* row, int width, int pixel_bytes, u8* spare) {
+    u8* left = row;
+    u8* right = row + std::ptrdiff_t(width - 1) * pixel_bytes;
+    for (; left < right; left += pixel_bytes, right -= pixel_bytes) {
+        std::memcpy(spare, left, std::size_t(pixel_bytes));
+        std::memcpy(left, right, std::size_t(pixel_bytes));
+        std::memcpy(right, spare, std::size_t(pixel_bytes));
+    }
+}
+
+// dst pixel i = src pixel width - i: `src` points at pixel 0 of the source row.
+template <int N>
+void mirror_row(const u8* src, u8* dst, int width) {
+    const u8* s = src + std::ptrdiff_t(width) * N;
+    for (int i = 0; i < width; ++i, s -= N) std::memcpy(dst + std::ptrdiff_t(i) * N, s, N);
+}
+
+void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
+    const u8* s = src + std::ptrdiff_t(width) * pixel_bytes;
+    for (int i = 0; i < width; ++i, s -= pixel_bytes, dst += pixel_bytes)
+        std::memcpy(dst, s, std::size_t(pixel_bytes));
+}
+
+// Turns column and row flags into a box; both flag arrays are non-empty.
+bool box_from_flags(const u8* columns, int w, const u8* rows, int h, int* box) {
+    const bool found = ipf_get_mask_range(columns, w, box[0], box[2]) &&
+                       ipf_get_mask_range(rows, h, box[1], box[3]);
+    if (!found) std::fill(box, box + 4, 0);
+    return found;
+}
+
+// Bounding box of the pixels for which `mark(y, columns)`, called for every row, reports some; it
+// also raises the flags of their columns.
+template <class MarkRow>
+bool roi_of_rows(int w, int h, int* box, MarkRow mark) {
+    if (w < 1 || h < 1) {
+        std::fill(box, box + 4, 0);
+        return false;
+    }
+    const auto columns = std::make_unique<u8[]>(std::size_t(w));
+    const auto rows = std::make_unique<u8[]>(std::size_t(h));
+    for (int y = 0; y < h; ++y) rows[std::size_t(y)] = mark(y, columns.get());
+    return box_from_flags(columns.get(), w, rows.get(), h, box);
+}
+
+}  // namespace
+
+void ipf_memcpy_2d(const void* src, int row_bytes, int rows, int src_stride, void* dst,
+                   int dst_stride) {
+    if (!src || !dst || row_bytes < 1 || rows < 1) return;
+    if (src_stride == row_bytes && dst_stride == row_bytes) {
+        std::memcpy(dst, src, std::size_t(row_bytes) * std::size_t(rows));
+        return;
+    }
+    for (int y = 0; y < rows; ++y)
+        std::memcpy(row_at(dst, y, dst_stride), row_at(src, y, src_stride), std::size_t(row_bytes));
+}
+
+void ipf_memcpy_3d(const void* src, int row_bytes, int rows, int planes, int src_row_stride,
+                   int src_plane_stride, void* dst, int dst_row_stride, int dst_plane_stride) {
+    if (!src || !dst) return;
+    for (int z = 0; z < planes; ++z)
+        ipf_memcpy_2d(row_at(src, z, src_plane_stride), row_bytes, rows, src_row_stride,
+                      row_at(dst, z, dst_plane_stride), dst_row_stride);
+}
+
+void ipf_memset_2d(void* dst, int row_bytes, int rows, int stride, char value) {
+    if (!dst || row_bytes < 1 || rows < 1) return;
+    if (stride == row_bytes) {
+        std::memset(dst, value, std::size_t(row_bytes) * std::size_t(rows));
+        return;
+    }
+    for (int y = 0; y < rows; ++y)
+        std::memset(row_at(dst, y, stride), value, std::size_t(row_bytes));
+}
+
+void ipf_memset_3d(const void* dst, int row_bytes, int rows, int planes, int row_stride,
+                   int plane_stride, char value) {
+    if (!dst) return;
+    for (int z = 0; z < planes; ++z)
+        ipf_memset_2d(row_at(const_cast<void*>(dst), z, plane_stride), row_bytes, rows, row_stride,
+                      value);
+}
+
+void ipf_flip_vert(const void* src, int row_bytes, int rows, int src_stride, void* dst,
+                   int dst_stride) {
+    if (!src || !dst || row_bytes < 1) return;
+    for (int y = 0; y < rows; ++y)
+        std::memcpy(row_at(dst, y, dst_stride), row_at(src, rows - 1 - y, src_stride),
+                    std::size_t(row_bytes));
+}
+
+void ipf_flip_vert(void* buf, int row_bytes, int rows, int stride) {
+    if (!buf || row_bytes < 1 || rows < 2 || stride < 1) return;
+    const auto spare = std::make_unique<u8[]>(std::size_t(row_bytes));
+    const auto bytes = std::size_t(row_bytes);
+    for (int top = 0, bottom = rows - 1; top < bottom; ++top, --bottom) {
+        std::memcpy(spare.get(), row_at(buf, top, stride), bytes);
+        std::memcpy(row_at(buf, top, stride), row_at(buf, bottom, stride), bytes);
+        std::memcpy(row_at(buf, bottom, stride), spare.get(), bytes);
+    }
+}
+
+void ipf_flip_horz(const void* src, int width, int height, int src_stride, int pixel_bytes,
+                   void* dst, int dst_stride) {
+    if (!src || !dst || width < 1 || pixel_bytes < 1) return;
+    for (int y = 0; y < height; ++y) {
+        const u8* s = row_at(src, y, src_stride);
+        u8* d = row_at(dst, y, dst_stride);
+        switch (pixel_bytes) {
+            case 1:
+                mirror_row<1>(s, d, width);
+                break;
+            case 2:
+                mirror_row<2>(s, d, width);
+                break;
+            case 3:
+                mirror_row<3>(s, d, width);
+                break;
+            case 4:
+                mirror_row<4>(s, d, width);
+                break;
+            default:
+                mirror_row(s, d, width, pixel_bytes);
+        }
+    }
+}
+
+void ipf_flip_horz(void* buf, int width, int height, int stride, int pixel_bytes) {
+    if (!buf || width < 2 || height < 1 || pixel_bytes < 1) return;
+    const auto spare = std::make_unique<u8[]>(std::size_t(pixel_bytes));
+    for (int y = 0; y < height; ++y) {
+        u8* row = row_at(buf, y, stride);
+        switch (pixel_bytes) {
+            case 1:
+                reverse_row<1>(row, width);
+                break;
+            case 2:
+                reverse_row<2>(row, width);
+                break;
+            case 3:
+                reverse_row<3>(row, width);
+                break;
+            case 4:
+                reverse_row<4>(row, width);
+                break;
+            default:
+                reverse_row(row, width, pixel_bytes, spare.get());
+        }
+    }
+}
+
+void ipf_calc_nbr_offset(int rx, int ry, int row_step, int col_step, int* out, bool skip_centre) {
+    if (!out || rx < 0 || ry < 0) return;
+    for (int dy = -ry; dy <= ry; ++dy)
+        for (int dx = -rx; dx <= rx; ++dx) {
+            if (skip_centre && dx == 0 && dy == 0) continue;
+            *out++ = dy * row_step + dx * col_step;
+        }
+}
+
+bool ipf_get_mask_range(const unsigned char* line, int n, int& first, int& end) {
+    first = end = -1;
+    if (!line || n < 1) return false;
+    const auto marked = [](u8 b) { return b != 0; };
+    const u8* left = std::find_if(line, line + n, marked);
+    if (left == line + n) return false;
+    const u8* right = line + n;
+    while (right[-1] == 0) --right;
+    first = int(left - line);
+    end = int(right - line);
+    return true;
+}
+
+bool ipf_get_mask_roi(const unsigned char* mask, int w, int h, int stride, int* box,
+                      unsigned char threshold) {
+    if (!mask || !box) return false;
+    return roi_of_rows(w, h, box, [=](int y, u8* columns) {
+        const u8* row = row_at(mask, y, stride);
+        u8 any = 0;
+        for (int x = 0; x < w; ++x) {
+            const u8 above = row[x] > threshold;
+            columns[x] |= above;
+            any |= above;
+        }
+        return any;
+    });
+}
+
+bool ipf_get_mask_diff_roi(const unsigned char* a, int w, int h, int stride_a,
+                           const unsigned char* b, int stride_b, int* box) {
+    if (!a || !b || !box) return false;
+    return roi_of_rows(w, h, box, [=](int y, u8* columns) {
+        const u8* row_a = row_at(a, y, stride_a);
+        const u8* row_b = row_at(b, y, stride_b);
+        u8 any = 0;
+        for (int x = 0; x < w; ++x) {
+            const u8 differs = row_a[x] != row_b[x];
+            columns[x] |= differs;
+            any |= differs;
+        }
+        return any;
+    });
+}
+
+}  // namespace ff
