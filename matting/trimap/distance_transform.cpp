@@ -1,0 +1,154 @@
+// Distance transform by the lower envelope of parabolas, columns first and then rows, in single
+// precision with the squares of positions formed as integers. Columns are gathered and scattered in
+// blocks, so that memory is walked along rows. Linear in the number of cells.
+#include "matting/trimap/distance_transform.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "ff/filters.h"
+#include "ff/raster.h"
+#include "ff/scratch.h"
+
+namespace {
+
+using u8 = unsigned char;
+
+constexpr float infinite = 1e20f;
+constexpr u8 unknown_value = 128;
+
+// Work arrays of the transform of a line of up to n values.
+class envelope {
+  public:
+    explicit envelope(int n)
+        : vertex_(ff::make_scratch<int>(n)),
+          bound_(ff::make_scratch<float>(std::ptrdiff_t(n) + 1)) {}
+
+    // out[q] = min over p of f[p] + (q - p)^2; out must not be f.
+    void transform(const float* f, int n, float* out) {
+        build(f, n);
+        int k = 0;
+        for (int q = 0; q < n; ++q) {
+            while (bound_[std::size_t(k) + 1] < float(q)) ++k;
+            const int p = vertex_[std::size_t(k)];
+            out[q] = f[p] + float(square(q - p));
+        }
+    }
+
+  private:
+    static std::int64_t square(int q) { return std::int64_t(q) * q; }
+
+    // Where the parabolas of p and q > p meet.
+    static float crossing(const float* f, int p, int q) {
+        return ((f[q] + float(square(q))) - (f[p] + float(square(p)))) /
+               (float(2 * std::int64_t(q)) - float(2 * std::int64_t(p)));
+    }
+
+    // Vertices of the envelope from left to right; parabola k is lowest from bound k to k + 1.
+    void build(const float* f, int n) {
+        int* v = vertex_.get();
+        float* z = bound_.get();
+        int k = 0;
+        v[0] = 0;
+        z[0] = -infinite;
+        z[1] = infinite;
+        for (int q = 1; q < n; ++q) {
+            float s = crossing(f, v[k], q);
+            // The first vertex gives way only to values beyond the infinite ones.
+            while (s <= z[k] && k > 0) s = crossing(f, v[--k], q);
+            if (s <= z[k]) s = -infinite, --k;
+            ++k;
+            v[k] = q;
+            z[k] = s;
+            z[k + 1] = infinite;
+        }
+    }
+
+    ff::scratch<int> vertex_;
+    ff::scratch<float> bound_;
+};
+
+// Columns that are transformed together: one cache line of floats.
+constexpr int block_width = 16;
+
+void transform_columns(float* grid, int w, int h, envelope& line) {
+    const auto in = ff::make_scratch<float>(h, block_width);
+    const auto out = ff::make_scratch<float>(h);
+    for (int x = 0; x < w; x += block_width) {
+        const int n = std::min(block_width, w - x);
+        for (int y = 0; y < h; ++y) {
+            const float* row = grid + std::ptrdiff_t(y) * w + x;
+            for (int i = 0; i < n; ++i)
+                in[std::size_t(i) * std::size_t(h) + std::size_t(y)] = row[i];
+        }
+        for (int i = 0; i < n; ++i) {
+            float* column = in.get() + std::ptrdiff_t(i) * h;
+            line.transform(column, h, out.get());
+            std::copy(out.get(), out.get() + h, column);
+        }
+        for (int y = 0; y < h; ++y) {
+            float* row = grid + std::ptrdiff_t(y) * w + x;
+            for (int i = 0; i < n; ++i)
+                row[i] = in[std::size_t(i) * std::size_t(h) + std::size_t(y)];
+        }
+    }
+}
+
+void transform_rows(float* grid, int w, int h, envelope& line) {
+    const auto out = ff::make_scratch<float>(w);
+    for (int y = 0; y < h; ++y, grid += w) {
+        line.transform(grid, w, out.get());
+        std::copy(out.get(), out.get() + w, grid);
+    }
+}
+
+}  // namespace
+
+float* DistanceTransform1D(float* f, int n) {
+    auto out = ff::make_scratch<float>(std::max(n, 0));
+    if (f && n > 0) envelope(n).transform(f, n, out.get());
+    return out.release();
+}
+
+void DistanceTransform(float* grid, int w, int h) {
+    if (!grid || w < 1 || h < 1) return;
+    envelope line(std::max(w, h));
+    transform_columns(grid, w, h, line);
+    transform_rows(grid, w, h, line);
+}
+
+float* DPLMatting_MakeDTInput(const unsigned char* mask, int w, int h, int stride) {
+    auto grid = ff::make_scratch<float>(std::max(w, 0), std::max(h, 0));
+    if (mask && w > 0)
+        for (int y = 0; y < h; ++y) {
+            const u8* row = mask + std::ptrdiff_t(y) * stride;
+            float* out = grid.get() + std::ptrdiff_t(y) * w;
+            for (int x = 0; x < w; ++x) out[x] = row[x] ? infinite : 0.0f;
+        }
+    return grid.release();
+}
+
+void MakeSeeds(const unsigned char* src, int w, int h, int stride, unsigned char* dst,
+               int dst_stride, int radius) {
+    if (!src || !dst || w < 1 || h < 1) return;
+    const auto most = ff::make_scratch<u8>(w, h);
+    const auto least = ff::make_scratch<u8>(w, h);
+    const int k = radius | 1;
+    ff::ipf_max_filter(src, w, h, stride, 1, most.get(), w, k, 1, nullptr);
+    ff::ipf_min_filter(src, w, h, stride, 1, least.get(), w, k, 1, nullptr);
+    for (int y = 0; y < h; ++y, src += stride, dst += dst_stride) {
+        const u8* top = most.get() + std::ptrdiff_t(y) * w;
+        const u8* bottom = least.get() + std::ptrdiff_t(y) * w;
+        for (int x = 0; x < w; ++x) {
+            const bool busy = top[x] - bottom[x] > 127;
+            dst[x] = busy ? unknown_value : src[x] == unknown_value ? u8(127) : src[x];
+        }
+    }
+}
+
+void InvertMatte(unsigned char* buf, int w, int h, int stride) {
+    if (!buf || w < 1) return;
+    for (int y = 0; y < h; ++y, buf += stride)
+        for (int x = 0; x < w; ++x) buf[x] = buf[x] == unknown_value ? unknown_value : u8(~buf[x]);
+}
