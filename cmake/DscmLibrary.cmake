@@ -8,6 +8,7 @@ endforeach()
 add_library(dscmatting SHARED ${DSCM_OBJECTS})
 set_target_properties(dscmatting PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX
+  BUILD_RPATH $ORIGIN INSTALL_RPATH $ORIGIN
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
 target_link_options(dscmatting PRIVATE
   LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map LINKER:--no-undefined)
