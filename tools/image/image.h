@@ -1,6 +1,7 @@
 // Image files for the programs: JPEG and PNG in, PNG out.
 //
-// Failures throw ImageError, whose text is one line that names the file.
+// Failures throw ImageError, whose text is one line that names the file; memory that is not there
+// throws std::bad_alloc. Nothing is printed, not even the libraries' warnings.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +22,10 @@ struct Image {
 
     Image() = default;
     Image(int w, int h, int c)
-        : width(w), height(h), channels(c), pixels(std::size_t(w) * std::size_t(h) * std::size_t(c)) {}
+        : width(w),
+          height(h),
+          channels(c),
+          pixels(std::size_t(w) * std::size_t(h) * std::size_t(c)) {}
 
     int stride() const { return width * channels; }  // bytes
     std::uint8_t* row(int y) { return pixels.data() + std::size_t(y) * std::size_t(stride()); }
@@ -37,16 +41,32 @@ struct ImageError : std::runtime_error {
 // Pictures above this many pixels are refused from their header, before memory is taken.
 constexpr long long default_max_pixels = 200'000'000;
 
-// Reads a JPEG or PNG (told apart by its first bytes, whatever its name) as B,G,R: grey and palette
-// are expanded, 16-bit samples reduced, alpha dropped. The EXIF orientation is applied, so that the
-// picture stands as a viewer shows it.
+// Reads a JPEG or PNG (told apart by its first bytes, whatever its name; pipes will do) as B,G,R:
+// grey and palette are expanded, 16-bit samples reduced, alpha dropped. The EXIF orientation is
+// applied, so that the picture stands as a viewer shows it. A file that ends early or whose picture
+// data is damaged is an error, as is a JPEG of four colours (CMYK).
 Image read_colour(const std::string& path, long long max_pixels = default_max_pixels);
 
-// The same as 8-bit grey (colour files by luma).
+// The same as 8-bit grey (colour files by BT.601 luma; equal channels give their value exactly).
 Image read_grey(const std::string& path, long long max_pixels = default_max_pixels);
 
-// Writes a PNG of 1, 3 or 4 channels. The file appears under its name only when it is complete: it
-// is written beside it first and renamed. Throws and leaves nothing behind when that fails.
+// The bytes of a PNG file of 1, 3 or 4 channels. `name` stands in the error's text.
+std::vector<std::uint8_t> encode_png(const Image& image, const std::string& name);
+
+// Writes a PNG of 1, 3 or 4 channels by write_file.
 void write_png(const std::string& path, const Image& image);
+
+// Writes a whole file. It appears under its name only when it is complete: it is written beside it
+// first and renamed, with the permissions that the umask gives. A symbolic link stays and what it
+// points at is replaced; a device or pipe is written to directly. Throws and leaves nothing behind
+// when that fails.
+void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes);
+
+// Throws what write_file would throw where it can be foreseen: a missing directory, no permission.
+void check_writable(const std::string& path);
+
+// Writes all bytes to an open descriptor; `name` stands in the error's text.
+void write_descriptor(int descriptor, const std::vector<std::uint8_t>& bytes,
+                      const std::string& name);
 
 }  // namespace tools

@@ -1,0 +1,86 @@
+// matte: alpha mattes from photographs and rough masks.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+#include <new>
+#include <system_error>
+
+#include "tools/matte/matte_job.h"
+#include "tools/matte/options.h"
+#include "tools/matte/plan.h"
+#include "tools/matte/progress.h"
+
+namespace {
+
+using namespace matte;
+
+// A program started with a standard descriptor closed would get a photograph under its number.
+// Opened for reading, writing to it still fails.
+void fill_standard_descriptors() {
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = ::open("/dev/null", O_RDONLY);
+    }
+    if (descriptor > STDERR_FILENO) ::close(descriptor);
+}
+
+void check_standard_output(const Options& options) {
+    if (options.output == "-" && ::isatty(STDOUT_FILENO) == 1) {
+        throw UsageError("standard output is a terminal; redirect it or name a file with -o");
+    }
+}
+
+// One photograph; what goes wrong ends here, in one line.
+bool run_guarded(const Job& job, const Options& options, Progress& progress) {
+    try {
+        run_job(job, options, progress);
+        return true;
+    } catch (const std::bad_alloc&) {
+        progress.line(job.photo + ": not enough memory");
+    } catch (const tools::ImageError& error) {
+        progress.line(error.what());
+    } catch (const std::exception& error) {
+        progress.line(job.photo + ": " + error.what());
+    }
+    return false;
+}
+
+bool make_output_dir(const std::string& directory) {
+    std::error_code error;
+    if (!directory.empty()) std::filesystem::create_directories(directory, error);
+    if (error) std::cerr << "matte: " << directory << ": " << error.message() << '\n';
+    return !error;
+}
+
+int run(const Options& options) {
+    check_standard_output(options);
+    const std::vector<Job> jobs = plan_jobs(options);
+    if (!make_output_dir(options.output_dir)) return failure;
+    Progress progress(int(jobs.size()), options.verbose);
+    int status = success;
+    for (const Job& job : jobs) {
+        if (!run_guarded(job, options, progress)) status = failure;
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    fill_standard_descriptors();
+    Options options;
+    int status = success;
+    if (!parse_command_line(argc, argv, options, status)) return status;
+    try {
+        return run(options);
+    } catch (const UsageError& error) {
+        std::cerr << "matte: " << error.what() << '\n';
+        return misuse;
+    } catch (const std::exception& error) {
+        std::cerr << "matte: " << error.what() << '\n';
+        return failure;
+    }
+}

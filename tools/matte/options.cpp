@@ -1,0 +1,184 @@
+// The command line, by CLI11.
+
+#include "tools/matte/options.h"
+
+#include <CLI/CLI.hpp>
+#include <climits>
+#include <iostream>
+#include <sstream>
+
+namespace matte {
+
+namespace {
+
+constexpr const char* description =
+    "Makes alpha mattes: for each photograph an 8-bit grey PNG of the same size, 255\n"
+    "where the subject is, 0 where its surroundings are, and between them along hair\n"
+    "and soft edges. A rough idea of the subject is needed for each photograph: a\n"
+    "segmentation or a trimap.";
+
+constexpr const char* footer =
+    "Photographs, segmentations and trimaps are JPEG or PNG files; all are turned as\n"
+    "their EXIF orientation says. Existing outputs are overwritten.\n"
+    "\n"
+    "Several photographs: give --segmentation (or --trimap) once for each, in the\n"
+    "same order, or once with a directory, where the mask of DIR/NAME.jpg is\n"
+    "NAME.png, NAME.jpg or NAME.jpeg. A photograph that fails does not stop the\n"
+    "others.\n"
+    "\n"
+    "Exit status: 0 all mattes were made, 1 one or more were not, 2 the command line\n"
+    "is wrong.\n"
+    "\n"
+    "Examples:\n"
+    "  matte portrait.jpg -s person.png -o portrait-matte.png\n"
+    "  matte portrait.jpg -t trimap.png --smooth 0 -o - | display\n"
+    "  matte album/*.jpg -s masks/ --output-dir mattes/";
+
+// Names with their defaults, and texts wrapped to a terminal's 80 columns; CLI11's own list of
+// ranges and exclusions would bury them.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string type = option->get_type_name();  // with the range behind a colon
+        std::string text;
+        if (!type.empty()) text += " " + type.substr(0, type.find(':'));
+        if (!option->get_default_str().empty()) text += " [" + option->get_default_str() + "]";
+        return text;
+    }
+
+    std::string make_option_desc(const CLI::Option* option) const override {
+        constexpr std::size_t text_width = 49;  // 80 less the column of names
+        std::istringstream words(option->get_description());
+        std::string text;
+        std::size_t column = 0;
+        for (std::string word; words >> word; column += word.size()) {
+            const bool wrap = column + 1 + word.size() > text_width;
+            if (column > 0) text += wrap ? '\n' : ' ';
+            column = wrap || column == 0 ? 0 : column + 1;
+            text += word;
+        }
+        return text;
+    }
+};
+
+void add_files(CLI::App& app, Options& options) {
+    app.add_option("PHOTO", options.photos, "Photographs to make mattes of")
+        ->type_name("")
+        ->required();
+    auto* segmentation =
+        app.add_option("-s,--segmentation", options.segmentations,
+                       "Grey picture that is bright where the subject is, such as a phone's person "
+                       "segmenter gives; the matte finds the fine outline by itself")
+            ->type_name("MASK")
+            ->allow_extra_args(false);
+    app.add_option("-t,--trimap", options.trimaps,
+                   "Grey picture of exactly 255 (subject), 0 (surroundings) and 128 (to be found "
+                   "out); other values are taken as known opacities")
+        ->type_name("TRIMAP")
+        ->allow_extra_args(false)
+        ->excludes(segmentation);
+    auto* output = app.add_option("-o,--output", options.output,
+                                  "PNG file to write, - for standard output (one photograph)")
+                       ->type_name("FILE");
+    app.add_option("--output-dir", options.output_dir,
+                   "Directory for the mattes, made where missing; the matte of DIR/NAME.jpg is "
+                   "called NAME-matte.png. Without this option and -o: the current directory")
+        ->type_name("DIR")
+        ->excludes(output);
+}
+
+// Adds a number, shown with its default.
+template <class T>
+CLI::Option* add_number(CLI::App& app, const char* group, const char* name, T& value,
+                        const char* text) {
+    return app.add_option(name, value, text)->capture_default_str()->type_name("N")->group(group);
+}
+
+void add_mask_settings(CLI::App& app, Settings& settings) {
+    const auto add = [&app](const char* name, auto& value, const char* text) {
+        return add_number(app, "From a segmentation", name, value, text)->excludes("--trimap");
+    };
+    add("--threshold", settings.threshold, "Grey from which on a pixel of the mask is subject")
+        ->check(CLI::Range(1, 255));
+    add("--max-band", settings.max_band,
+        "Widest half-width in pixels of the band along the outline in which the matte is found out")
+        ->check(CLI::Range(0, INT_MAX));
+    add("--min-band", settings.min_band, "Narrowest half-width in pixels of that band")
+        ->check(CLI::Range(0, INT_MAX));
+    add("--band-scale", settings.band_scale,
+        "Half-width of the band as a multiple of the distance from the subject's outline to its "
+        "core, up to --max-band")
+        ->check(CLI::Range(0.0, 1000.0));
+    add("--low-contrast", settings.low_contrast,
+        "Colour difference a channel across the outline up to which the band is narrowest")
+        ->check(CLI::Range(0, 255));
+    add("--high-contrast", settings.high_contrast,
+        "Colour difference a channel across the outline from which on the band is widest")
+        ->check(CLI::Range(0, 255));
+    add("--step", settings.step, "Compare every N-th colour across the outline")
+        ->check(CLI::Range(1, INT_MAX));
+}
+
+void add_settings(CLI::App& app, Settings& settings) {
+    const auto add = [&app](const char* name, auto& value, const char* text) {
+        return add_number(app, "Matte", name, value, text);
+    };
+    add("--max-size", settings.max_size,
+        "Longer side in pixels of the reduced picture on which the matte is computed before it is "
+        "carried to full size; pictures with a side below it are not reduced")
+        ->check(CLI::Range(1, INT_MAX));
+    add("--smooth", settings.smooth, "Window in pixels of the boundary smoothing, 0 for none")
+        ->check(CLI::Range(0, INT_MAX));
+    add("--keep", settings.keep, "Keep the N largest parts of the subject, 0 for all")
+        ->check(CLI::Range(0, INT_MAX));
+    add("--max-pixels", settings.max_pixels, "Refuse pictures of more pixels")
+        ->check(CLI::Range(1LL, 2'000'000'000LL));
+    app.add_flag("--fit", settings.fit, "Resize a mask of another size to its photograph's")
+        ->group("Matte");
+}
+
+// What CLI11 cannot express; empty where nothing is wrong.
+std::string find_misuse(const Options& options) {
+    if (options.masks().empty()) return "--segmentation or --trimap is needed";
+    if (!options.output.empty() && options.photos.size() > 1) {
+        return "--output takes one photograph; use --output-dir for several";
+    }
+    return {};
+}
+
+int report_misuse(std::string text) {
+    for (char& c : text) {
+        if (c == '\n') c = ' ';
+    }
+    std::cerr << "matte: " << text << " (see matte --help)\n";
+    return misuse;
+}
+
+}  // namespace
+
+bool parse_command_line(int argc, const char* const* argv, Options& options, int& status) {
+    CLI::App app(description, "matte");
+    app.footer(footer);
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_version_flag("--version", std::string("matte ") + DSCM_VERSION);
+    app.add_flag("-v,--verbose", options.verbose,
+                 "Report sizes, unknowns and the time of each stage on standard error");
+    add_files(app, options);
+    add_mask_settings(app, options.settings);
+    add_settings(app, options.settings);
+    status = success;
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) {
+        app.exit(request);
+        return false;
+    } catch (const CLI::Error& error) {
+        status = report_misuse(error.what());
+        return false;
+    }
+    const std::string wrong = find_misuse(options);
+    if (!wrong.empty()) status = report_misuse(wrong);
+    return wrong.empty();
+}
+
+}  // namespace matte

@@ -1,0 +1,48 @@
+// The command line of matte.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/image/image.h"
+
+namespace matte {
+
+enum ExitStatus { success = 0, failure = 1, misuse = 2 };
+
+// What the matte is made with, and the defaults, which stand nowhere else.
+struct Settings {
+    int max_size = 512;           // pixels, longer side of the working picture
+    int max_band = 20;            // pixels, widest half-width of the unknown band
+    double band_scale = 1.0;      // half-width per distance from the subject's outline to its core
+    int step = 3;                 // every step-th colour is compared across the outline
+    unsigned low_contrast = 5;    // 0..255 a channel, where the band is narrowest
+    unsigned high_contrast = 50;  // 0..255 a channel, where it is widest
+    int min_band = 3;             // pixels, narrowest half-width
+    int smooth = 3;               // pixels, window of the boundary smoothing, 0 none
+    int keep = 0;                 // largest parts of the subject that stay, 0 all
+    unsigned threshold = 128;     // grey from which a segmentation's pixel is subject
+    bool fit = false;             // resize masks of another size
+    long long max_pixels = tools::default_max_pixels;
+};
+
+struct Options {
+    std::vector<std::string> photos;
+    std::vector<std::string> segmentations;  // one of these two is empty
+    std::vector<std::string> trimaps;
+    std::string output;      // a file, "-" for standard output, or empty: names are made
+    std::string output_dir;  // for names that are made
+    bool verbose = false;
+    Settings settings;
+
+    bool from_trimap() const { return !trimaps.empty(); }
+    const std::vector<std::string>& masks() const {
+        return from_trimap() ? trimaps : segmentations;
+    }
+};
+
+// Fills `options` and returns true, or, after --help, --version or misuse, which it reports,
+// returns false and sets `status` to what the program is to exit with.
+bool parse_command_line(int argc, const char* const* argv, Options& options, int& status);
+
+}  // namespace matte
