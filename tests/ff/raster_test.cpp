@@ -1,0 +1,162 @@
+#include "ff/raster.h"
+
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+TEST(Raster, copies_and_fills_write_the_payload_and_nothing_else) {
+    Random random(1);
+    for (int pads : {0x00, 0x30, 0x05, 0x44}) {
+        Bytes src(13, 7, pads >> 4, noise(random)), dst(13, 7, pads & 15), planes(13, 7, pads & 15);
+        ff::ipf_memcpy_2d(src, 13, 7, src.stride, dst, dst.stride);
+        EXPECT_EQ(dst.payload(), src.payload());
+        ff::ipf_memset_2d(dst, 13, 7, dst.stride, char(200));
+        EXPECT_EQ(dst.payload(), Map(91, 200));
+        // Two planes of three rows; row 3 of 7 lies between them.
+        ff::ipf_memcpy_3d(src, 13, 3, 2, src.stride, 4 * src.stride, planes, planes.stride,
+                          4 * planes.stride);
+        planes.each(
+            [&](int x, int y) { ASSERT_EQ(planes(x, y), y == 3 ? Bytes::pattern : src(x, y)); });
+        ff::ipf_memset_3d(planes, 13, 3, 2, planes.stride, 4 * planes.stride, 9);
+        EXPECT_EQ(planes(12, 2) + planes(0, 4) + planes(0, 3), 9 + 9 + Bytes::pattern);
+    }
+}
+
+TEST(Raster, flips_mirror_every_pixel_size_and_the_copying_one_is_shifted_by_a_pixel) {
+    Random random(2);
+    for (int w = 1; w <= 40; ++w) {
+        const int bytes = 1 + w % 5, h = 1 + w % 4, row = w * bytes;
+        Bytes src(row + bytes, h, w % 3, noise(random)), shifted(row, h, 2), turned(row, h, 1);
+        ff::ipf_flip_horz(src, w, h, src.stride, bytes, shifted, shifted.stride);
+        ff::ipf_flip_vert(src, row, h, src.stride, turned, turned.stride);
+        Bytes flat(row, h, 3, [&](int x, int y) { return src(x, y); });
+        Bytes upside(row, h, 3, [&](int x, int y) { return src(x, y); });
+        ff::ipf_flip_horz(flat, w, h, flat.stride, bytes);
+        ff::ipf_flip_vert(upside, row, h, upside.stride);
+        flat.each([&](int x, int y) {
+            const int pixel = x / bytes, c = x % bytes;
+            ASSERT_EQ(shifted(x, y), src((w - pixel) * bytes + c, y)) << w;
+            ASSERT_EQ(flat(x, y), src((w - 1 - pixel) * bytes + c, y)) << w;
+            ASSERT_TRUE(turned(x, y) == src(x, h - 1 - y) && upside(x, y) == turned(x, y)) << w;
+        });
+    }
+}
+
+TEST(Raster, resize_tables_hold_the_known_values) {
+    std::vector<int> tab(8);
+    std::vector<float> frac(8);
+    ff::ipf_calc_resize_tab_nn(4, 8, tab.data(), 1);
+    EXPECT_EQ(tab, (std::vector<int>{0, 1, 1, 2, 2, 3, 3, 3}));
+    ff::ipf_calc_resize_tab_bl(4, 8, tab.data(), frac.data(), 3);
+    EXPECT_EQ(tab, (std::vector<int>{0, 0, 3, 3, 6, 6, 6, 6}));
+    EXPECT_EQ(frac, (std::vector<float>{0, 0.5, 0, 0.5, 0, 0.5, 1, 1}));
+    ff::ipf_calc_resize_tab_bl(1, 8, tab.data(), frac.data(), 3);
+    EXPECT_EQ(tab, std::vector<int>(8, -3));
+    ff::ipf_calc_resize_tab_nn(9, 1, tab.data(), 3);
+    EXPECT_EQ(tab[0] + tab[1], -3);
+}
+
+// Source samples around destination sample i and the share of the second; the last source sample is
+// the right neighbour of the one before.
+struct Between {
+    Between(int src, int dst, int i) {
+        const float at = dst == 1 ? 0 : float(src) / float(dst) * float(i);
+        nearest = std::min(int(double(at) + 0.5), src - 1);
+        lo = std::max(0, std::min(int(at), src - 2)), hi = std::min(lo + 1, src - 1);
+        t = std::min(at - float(lo), 1.0f);
+    }
+    int nearest, lo, hi;
+    float t;
+};
+
+TEST(Raster, resizes_follow_the_pixel_formula_at_every_size) {
+    Random random(3);
+    for (int n = 0; n < 400; ++n) {
+        const int w = 1 + n % 40, h = random.between(1, 9), c = n % 2 ? 3 : 1;
+        const int dw = n % 5 ? random.between(1, 40) : w, dh = n % 7 ? random.between(1, 9) : h;
+        const int step = c + n % 3 / 2, dstep = c + n % 4 / 3;  // some pixels lie apart
+        Bytes src((w - 1) * step + c, h, 1 + n % 4, noise(random));
+        Bytes nn((dw - 1) * dstep + c, dh, n % 3), bl((dw - 1) * dstep + c, dh, n % 3);
+        const auto nearest = [&](auto tag) {
+            ff::ipf_resize_nn(src, w, h, src.stride, step, nn, dw, dh, nn.stride, dstep, tag);
+        };
+        c == 1 ? nearest(ff::ccn<1>()) : nearest(ff::ccn<3>());
+        ff::ipf_resize_bl<u8, u8>(src, w, h, src.stride, step, bl, dw, dh, bl.stride, dstep, c);
+        nn.each([&](int column, int y) {
+            const int x = column / dstep, k = column % dstep;
+            const Between bx(w, dw, x), by(h, dh, y);
+            const auto along = [&](int row) {
+                const float a = src(bx.lo * step + k, row), b = src(bx.hi * step + k, row);
+                return bx.t * (b - a) + a;
+            };
+            const float top = k < c ? along(by.lo) : Bytes::pattern;
+            const float bottom = k < c ? along(by.hi) : top;
+            ASSERT_EQ(bl(column, y), int(top + by.t * (bottom - top))) << w << " to " << dw;
+            ASSERT_EQ(nn(column, y),
+                      k < c ? src(bx.nearest * step + k, by.nearest) : Bytes::pattern);
+        });
+    }
+}
+
+TEST(Raster, neighbour_offsets_run_in_raster_order) {
+    std::vector<int> out(9, 7);
+    ff::ipf_calc_nbr_offset(1, 1, 100, 1, out.data(), true);
+    EXPECT_EQ(out, (std::vector<int>{-101, -100, -99, -1, 1, 99, 100, 101, 7}));
+    ff::ipf_calc_nbr_offset(1, 0, 100, 3, out.data(), false);
+    EXPECT_EQ(out, (std::vector<int>{-3, 0, 3, -1, 1, 99, 100, 101, 7}));
+}
+
+TEST(Raster, mask_extents) {
+    const u8 line[] = {0, 0, 5, 0, 7, 0};
+    int first = 9, end = 9;
+    EXPECT_TRUE(ff::ipf_get_mask_range(line, 6, first, end) && first == 2 && end == 5);
+    EXPECT_FALSE(ff::ipf_get_mask_range(line, 2, first, end) || first != -1 || end != -1);
+    using Box = std::vector<int>;
+    Bytes a(9, 7, 2, [](int, int) { return 40; }), b(9, 7, 5, [](int, int) { return 40; });
+    Box box(4, 9);
+    const auto roi = [&](int w) { return ff::ipf_get_mask_roi(a, w, 7, a.stride, box.data(), 40); };
+    const auto diff = [&] {
+        return ff::ipf_get_mask_diff_roi(a, 9, 7, a.stride, b, b.stride, box.data());
+    };
+    EXPECT_FALSE(roi(9) || box != Box(4, 0)) << "a byte equal to the threshold is not above it";
+    box.assign(4, 9);
+    EXPECT_FALSE(roi(0) || box != Box(4, 0));
+    EXPECT_FALSE(diff() || box != Box(4, 0));
+    a(8, 2) = a(3, 6) = 41;
+    EXPECT_TRUE(roi(9));
+    EXPECT_EQ(box, (Box{3, 2, 9, 7}));
+    b(0, 6) = 0;
+    EXPECT_TRUE(diff());
+    EXPECT_EQ(box, (Box{0, 2, 9, 7}));
+}
+
+TEST(Raster, rows_lie_right_beyond_two_gigabytes) {
+    FarRows a, b;
+    const int stride = FarRows::stride;
+    a(2, 3) = 7;
+    ff::ipf_memcpy_2d(a, 3, 4, stride, b, stride);
+    EXPECT_EQ(b(2, 3), 7);
+    ff::ipf_memset_2d(b, 3, 4, stride, 8);
+    EXPECT_EQ(b(2, 3), 8);
+    ff::ipf_flip_vert(a, 3, 4, stride, b, stride);
+    ff::ipf_flip_vert(b, 3, 4, stride);
+    ff::ipf_flip_horz(b, 3, 4, stride, 1);
+    EXPECT_EQ(b(0, 3), 7);
+    ff::ipf_resize_nn(a, 3, 4, stride, 1, b, 3, 4, stride, 2, ff::ccn<1>());
+    EXPECT_EQ(b(4, 3), 7);
+}
+
+TEST(Raster, null_pointers_and_empty_sizes_write_nothing) {
+    Bytes a(6, 5, 0), b(6, 5, 0);
+    for (int n : {0, -1, -2000000000}) {
+        ff::ipf_memcpy_2d(a, 6, n, 6, b, 6), ff::ipf_memset_2d(b, n, 5, 6, 1);
+        ff::ipf_flip_vert(a, 6, n, 6, b, 6), ff::ipf_flip_horz(b, n, 5, 6, 1);
+        ff::ipf_resize_nn(a, n, 5, 6, 1, b, 6, 5, 6, 1, ff::ccn<1>());
+        ff::ipf_resize_bl<u8, u8>(a, 6, 5, 6, 1, b, 6, n, 6, 1, 1);
+    }
+    ff::ipf_memcpy_2d(nullptr, 6, 5, 6, b, 6), ff::ipf_flip_vert(a, 6, 5, 6, nullptr, 6);
+    ff::ipf_resize_nn(nullptr, 6, 5, 6, 1, b, 6, 5, 6, 1, ff::ccn<1>());
+    EXPECT_EQ(b.payload(), a.payload());
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include "matting/solver/sparse_solve.h"
+
+#include <limits>
+
+#include "tests/matting/solver/dense.h"
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+const double inf = std::numeric_limits<double>::infinity(), nan = inf - inf;
+
+// Lower triangle in 1-based compressed columns, from a dense symmetric matrix.
+struct Lower {
+    explicit Lower(const Matrix& a) {
+        for (std::size_t j = 0; j < a.size(); ++j) {
+            for (std::size_t i = j; i < a.size(); ++i)
+                if (i == j || a[i][j] != 0) values.push_back(a[i][j]), rows.push_back(int(i) + 1);
+            cols.push_back(int(values.size()) + 1);
+        }
+    }
+    int solve(Vector rhs, Vector& x) const {
+        return mn_sparse_solve_d(values.data(), rows.data(), cols.data(), int(x.size()), 4,
+                                 rhs.data(), x.data());
+    }
+    Vector values;
+    std::vector<int> rows, cols{1};
+};
+
+TEST(SparseSolve, random_systems_equal_dense_elimination) {
+    Random random(11);
+    for (int n : {1, 2, 3, 17, 60}) {
+        Matrix a(n, Vector(n));
+        Vector b(n), x(n, nan);
+        for (int i = 0; i < n; ++i) {
+            const double scale = std::pow(10.0, i % 7);  // makes the solver equilibrate
+            b[i] = random.between(-100, 100) * scale;
+            a[i][i] += scale;
+            for (int j = std::max(0, i - 12); j < i; ++j) {
+                if (random.below(3)) continue;
+                a[i][j] = a[j][i] = random.between(-9, 9);
+                a[i][i] += 9, a[j][j] += 9;
+            }
+        }
+        ASSERT_EQ(Lower(a).solve(b, x), 0);
+        const Vector expected = eliminate(a, b);
+        for (int i = 0; i < n; ++i)
+            EXPECT_NEAR(x[i], expected[i], 1e-9 * (1 + std::abs(expected[i]))) << n;
+    }
+    // The full matrix is taken by columns, from 0.
+    int rows[] = {0, 0, 1}, cols[] = {0, 1, 3};
+    double values[] = {2, 1, 4}, rhs[] = {4, 8}, x[] = {0, 0};
+    EXPECT_EQ(SparseLinearSys(rows, cols, values, rhs, x, 2, 3), 0);
+    EXPECT_NEAR(x[0] + 10 * x[1], 21, 1e-9);
+}
+
+TEST(SparseSolve, what_a_singular_system_does_not_determine_keeps_its_entry_value) {
+    // Unknown 1 has an empty row; 2 and 3 are only tied to each other.
+    const Lower a({{4, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 1, -1}, {0, 0, -1, 1}});
+    Vector x{9, 0.75, 0.25, 0.5};
+    EXPECT_EQ(a.solve({2, 0, 0, 0}, x), 0);
+    const double expected[] = {0.5, 0.75, 0.375, 0.375};
+    for (int i = 0; i < 4; ++i) EXPECT_NEAR(x[i], expected[i], 1e-5) << i;
+    x = {nan, inf, -inf, nan};
+    EXPECT_EQ(a.solve({2, 0, 0, 0}, x), 0);
+    EXPECT_NEAR(x[0], 0.5, 1e-5);
+    EXPECT_EQ(x[1], 0);
+}
+
+TEST(SparseSolve, results_that_are_not_finite_never_leave) {
+    for (double poison : {nan, inf, -inf, 1e308}) {
+        const Vector entry{0.25, 0.5};
+        Vector x = entry, y = entry;
+        EXPECT_EQ(Lower({{1e-300, 0}, {0, 1}}).solve({poison, 1}, x), 0);
+        EXPECT_EQ(Lower({{nan, 0}, {0, 1}}).solve({poison, 1}, y), 0);
+        EXPECT_TRUE(x == entry && y == entry) << poison;
+    }
+}
+
+TEST(SparseSolve, malformed_systems_are_refused) {
+    for (int damage = 0; damage < 4; ++damage) {
+        Lower bad({{2, 1, 0}, {1, 2, 1}, {0, 1, 2}});
+        (damage == 0 ? bad.cols[1] : damage == 1 ? bad.cols[0] : bad.rows[1]) = 12 - 4 * damage;
+        Vector x{7, 8, 9};
+        EXPECT_EQ(bad.solve({1, 1, 1}, x), -1) << damage;
+        EXPECT_EQ(x, (Vector{7, 8, 9}));
+    }
+}
+
+}  // namespace

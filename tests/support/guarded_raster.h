@@ -1,0 +1,95 @@
+// Rasters for tests. A GuardedRaster is a heap block that ends with the last sample of its last
+// row, so that the address sanitizer sees the first one read or written beyond it; the padding
+// between its rows is filled with a pattern that the destructor checks.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <vector>
+
+using u8 = unsigned char;
+using Map = std::vector<u8>;
+
+// Deterministic on every machine, unlike the distributions of <random>.
+class Random {
+  public:
+    explicit Random(int seed) : state_(unsigned(seed) * 2654435761u + 1) {}
+    int below(int n) {
+        state_ ^= state_ << 13, state_ ^= state_ >> 17, state_ ^= state_ << 5;
+        return int(state_ % unsigned(n));
+    }
+    int between(int lo, int hi) { return lo + below(hi - lo + 1); }
+
+  private:
+    unsigned state_;
+};
+
+// width samples a row, `pad` more between rows; everything starts as the pattern. stride counts
+// samples.
+template <class T>
+class GuardedRaster {
+  public:
+    static constexpr T pattern = T(0xA5A5A5A5);
+    using Source = std::function<int(int x, int y)>;
+
+    GuardedRaster(int width, int height, int pad, const Source& source = nullptr)
+        : w(width),
+          h(height),
+          stride(width + pad),
+          count_((h - 1) * stride + w),
+          p_(new T[count_]) {
+        std::fill_n(p_.get(), count_, pattern);
+        if (source) fill(source);
+    }
+    ~GuardedRaster() {
+        int damage = 0;
+        for (int i = 0; i < count_; ++i) damage += i % stride >= w && p_[i] != pattern;
+        EXPECT_EQ(damage, 0) << "samples between the rows were written";
+    }
+    void fill(const Source& source) {
+        each([&](int x, int y) { (*this)(x, y) = T(source(x, y)); });
+    }
+    template <class F>
+    void each(F f) const {
+        for (int i = 0; i < w * h; ++i) f(i % w, i / w);
+    }
+    // The samples without the padding, for comparisons.
+    std::vector<T> payload() const {
+        std::vector<T> all;
+        each([&](int x, int y) { all.push_back(p_[y * stride + x]); });
+        return all;
+    }
+    T& operator()(int x, int y) { return p_[y * stride + x]; }
+    operator T*() { return p_.get(); }
+
+    const int w, h, stride;
+
+  private:
+    const int count_;
+    const std::unique_ptr<T[]> p_;
+};
+using Bytes = GuardedRaster<u8>;
+using Ints = GuardedRaster<int>;
+
+inline Bytes::Source noise(Random& random, int lo = 0, int hi = 255) {
+    return [&random, lo, hi](int, int) { return random.between(lo, hi); };
+}
+
+// Rows a gigabyte apart, of which only the touched pages exist: finds row offsets formed in 32
+// bits.
+struct FarRows {
+    static constexpr std::size_t stride = 1 << 30, size = 4 * stride;
+    FarRows()
+        : p(static_cast<u8*>(mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {}
+    FarRows(const FarRows&) = delete;
+    ~FarRows() { munmap(p, size); }
+    u8& operator()(int x, int y) { return p[std::size_t(y) * stride + std::size_t(x)]; }
+    operator u8*() { return p; }
+    u8* const p;
+};
