@@ -1,4 +1,4 @@
-// Measures the settings of `matte` against true mattes: defaults OUT.md [PHOTOS]
+// Measures the settings of `matte` against true mattes: defaults coarse|fine OUT.md [PHOTOS]
 //
 // For every set with a truth (rendered scenes of three seeds, two framings and two sizes, and the
 // composite among the photographs where they are present) the matte is made from the set's coarse
@@ -80,12 +80,19 @@ double score(const set& s, const settings& v) {
     return sad(matte, s.truth);
 }
 
-std::vector<settings> grid() {
+std::vector<settings> grid(bool fine) {
+    const std::vector<int> max_sizes =
+        fine ? std::vector<int>{256, 320, 512} : std::vector<int>{256, 384, 512, 768, 1024};
+    const std::vector<double> max_bands = fine ? std::vector<double>{0.004, 0.006, 0.008, 0.011}
+                                               : std::vector<double>{0.008, 0.015, 0.025};
+    const std::vector<double> mins_of_max =
+        fine ? std::vector<double>{0.25} : std::vector<double>{0.25, 1.0};
+    const std::vector<int> smooths = fine ? std::vector<int>{3, 5, 9} : std::vector<int>{0, 3};
     std::vector<settings> all;
-    for (const int max_size : {256, 384, 512, 768, 1024})
-        for (const double max_band : {0.008, 0.015, 0.025})
-            for (const double min_of_max : {0.25, 1.0})
-                for (const int smooth : {0, 3})
+    for (const int max_size : max_sizes)
+        for (const double max_band : max_bands)
+            for (const double min_of_max : mins_of_max)
+                for (const int smooth : smooths)
                     all.push_back({max_size, max_band, max_band * min_of_max, 1.0, 5, 50, smooth});
     return all;
 }
@@ -121,27 +128,29 @@ void write_table(const char* path, const std::vector<set>& sets, const std::vect
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s OUT.md [PHOTOS]\n", argv[0]);
+    const std::string extent = argc > 2 ? argv[1] : "";
+    if (extent != "coarse" && extent != "fine") {
+        std::fprintf(stderr, "usage: %s coarse|fine OUT.md [PHOTOS]\n", argv[0]);
         return 2;
     }
     if (!std::freopen("/dev/null", "w", stdout)) return 1;  // the solver's chatter
     std::vector<set> sets = rendered_sets();
-    if (argc > 2) add_composite(argv[2], sets);
+    if (argc > 3) add_composite(argv[3], sets);
     std::vector<double> of_mask;
     for (const set& s : sets) of_mask.push_back(sad(s.mask, s.truth));
 
     std::vector<row> rows;
-    for (const settings& v : grid()) {
+    const std::vector<settings> all = grid(extent == "fine");
+    for (const settings& v : all) {
         row r{v, {}, 0.0};
         for (std::size_t i = 0; i < sets.size(); ++i) {
             r.sads.push_back(score(sets[i], v));
             r.mean_ratio += r.sads.back() / of_mask[i] / double(sets.size());
         }
         rows.push_back(std::move(r));
-        std::fprintf(stderr, "\r%zu of %zu ", rows.size(), grid().size());
+        std::fprintf(stderr, "\r%zu of %zu ", rows.size(), all.size());
     }
     std::stable_sort(rows.begin(), rows.end(),
                      [](const row& a, const row& b) { return a.mean_ratio < b.mean_ratio; });
-    write_table(argv[1], sets, of_mask, rows);
+    write_table(argv[2], sets, of_mask, rows);
 }

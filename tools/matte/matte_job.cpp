@@ -105,14 +105,23 @@ void note_lost_subject(const Image& matte, const Job& job, Progress& progress) {
                   "smaller --max-band");
 }
 
+// At least one pixel: the outline of a mask is never exact.
+int part_of_side(const Image& photo, double part) {
+    return std::max(1, int(part * std::max(photo.width, photo.height) + 0.5));
+}
+
 // Both take the photograph to give its memory back before the solve: the library has its own copy.
 Image matte_from_segmentation(Image photo, const Image& mask, const Settings& s,
                               Progress& progress) {
     progress.start_stage("preparing");
+    const int max_band = s.max_band.value_or(part_of_side(photo, default_max_band));
+    const int min_band = s.min_band.value_or(part_of_side(photo, default_min_band));
+    progress.detail("band of " + std::to_string(min_band) + " to " + std::to_string(max_band) +
+                    " pixels on each side of the outline");
     DSCMatting matting;
     matting.Init(photo.pixels.data(), photo.width, photo.height, photo.stride(), mask.pixels.data(),
-                 mask.stride(), s.max_size, s.max_band, s.band_scale, s.step,
-                 std::uint8_t(s.low_contrast), std::uint8_t(s.high_contrast), s.min_band);
+                 mask.stride(), s.max_size, max_band, s.band_scale, s.step,
+                 std::uint8_t(s.low_contrast), std::uint8_t(s.high_contrast), min_band);
     photo = Image();
     progress.start_stage("solving");
     Image matte(mask.width, mask.height, 1);

@@ -101,9 +101,11 @@ void add_mask_settings(CLI::App& app, Settings& settings) {
     add("--threshold", settings.threshold, "Grey from which on a pixel of the mask is subject")
         ->check(CLI::Range(1, 255));
     add("--max-band", settings.max_band,
-        "Widest half-width in pixels of the band along the outline in which the matte is found out")
+        "Widest half-width in pixels of the band along the outline in which the matte is found "
+        "out; 0.8 % of the photograph's longer side if not given")
         ->check(CLI::Range(0, INT_MAX));
-    add("--min-band", settings.min_band, "Narrowest half-width in pixels of that band")
+    add("--min-band", settings.min_band,
+        "Narrowest half-width in pixels of that band; 0.2 % if not given")
         ->check(CLI::Range(0, INT_MAX));
     add("--band-scale", settings.band_scale,
         "Half-width of the band as a multiple of the distance from the subject's outline to its "

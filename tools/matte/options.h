@@ -1,6 +1,7 @@
 // The command line of matte.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,15 +11,20 @@ namespace matte {
 
 enum ExitStatus { success = 0, failure = 1, misuse = 2 };
 
-// What the matte is made with, and the defaults, which stand nowhere else.
+// Half-widths of the band that are not given, as parts of the photograph's longer side.
+constexpr double default_max_band = 0.008;
+constexpr double default_min_band = 0.002;
+
+// What the matte is made with, and the defaults, which stand nowhere else; docs/defaults.md has the
+// measurements behind them.
 struct Settings {
-    int max_size = 512;           // pixels, longer side of the working picture
-    int max_band = 20;            // pixels, widest half-width of the unknown band
+    int max_size = 256;           // pixels, longer side of the working picture
+    std::optional<int> max_band;  // pixels, widest half-width of the unknown band
     double band_scale = 1.0;      // half-width per distance from the subject's outline to its core
     int step = 3;                 // every step-th colour is compared across the outline
     unsigned low_contrast = 5;    // 0..255 a channel, where the band is narrowest
     unsigned high_contrast = 50;  // 0..255 a channel, where it is widest
-    int min_band = 3;             // pixels, narrowest half-width
+    std::optional<int> min_band;  // pixels, narrowest half-width
     int smooth = 3;               // pixels, window of the boundary smoothing, 0 none
     int keep = 0;                 // largest parts of the subject that stay, 0 all
     unsigned threshold = 128;     // grey from which a segmentation's pixel is subject
