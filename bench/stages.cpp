@@ -92,8 +92,8 @@ road& the_road() {
 }
 
 void per_pixel(benchmark::State& state) {
-    state.counters["ns/pixel"] = benchmark::Counter(
-        double(the_road().w) * the_road().h * 1e-9,
+    state.counters["s/pixel"] = benchmark::Counter(
+        double(the_road().w) * the_road().h,
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
@@ -140,9 +140,8 @@ void assemble(benchmark::State& state) {
         r.update(system);
     }
     state.counters["unknowns"] = system.n;
-    state.counters["ns/unknown"] =
-        benchmark::Counter(system.n * 1e-9, benchmark::Counter::kIsIterationInvariantRate |
-                                                benchmark::Counter::kInvert);
+    state.counters["s/unknown"] = benchmark::Counter(
+        system.n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(assemble)->Unit(benchmark::kMillisecond);
 
@@ -228,6 +227,7 @@ int main(int argc, char** argv) {
     // The solver's chatter goes nowhere; the results go to standard error.
     if (!std::freopen("/dev/null", "w", stdout)) return 1;
     benchmark::Initialize(&argc, argv);
+    the_road();  // made before anything is timed
     benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
     reporter.SetOutputStream(&std::cerr);
     reporter.SetErrorStream(&std::cerr);

@@ -41,9 +41,6 @@ TEST(Components, labels_equal_a_flood_fill_in_number_and_order) {
         ASSERT_EQ(found, flood(img, expected)) << w << 'x' << h;
         ASSERT_EQ(labels.payload(), expected.payload()) << w << 'x' << h;
     }
-    Ints labels(3, 3, 0);
-    EXPECT_EQ(ff::ipf_connected_component(nullptr, 3, 3, 3, labels, 3), 0);
-    EXPECT_EQ(labels(0, 0), Ints::pattern);
 }
 
 }  // namespace

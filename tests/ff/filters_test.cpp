@@ -4,23 +4,6 @@
 
 namespace {
 
-// What a window sees: the samples within reach, inside the raster grown by the allowances.
-struct Window {
-    template <class Source>
-    Window(Source source, int w, int h, int x, int y, int kw, int kh, const int* allowance) {
-        for (int v = std::max(y - kh / 2, -allowance[1]);
-             v <= std::min(y + kh / 2, h - 1 + allowance[3]); ++v) {
-            for (int u = std::max(x - kw / 2, -allowance[0]);
-                 u <= std::min(x + kw / 2, w - 1 + allowance[2]); ++u, ++count) {
-                const int sample = source(u, v);
-                sum += sample, least = std::min(least, sample), most = std::max(most, sample);
-            }
-        }
-    }
-    int mean(int total) const { return (total + count / 2) / count; }
-    int sum = 0, count = 0, least = 255, most = 0;
-};
-
 TEST(Filters, equal_brute_force_over_every_window) {
     Random random(4);
     for (int n = 0; n < 300; ++n) {
@@ -69,32 +52,16 @@ TEST(Filters, equal_brute_force_over_every_window) {
             ASSERT_TRUE(lo(column, y) == rank.least && hi(column, y) == rank.most) << "case " << n;
             ASSERT_EQ(count(x, y), box.count) << "case " << n;
             ASSERT_EQ(sum(column, y), box.sum) << "case " << n;
-            ASSERT_EQ(mean(column, y), box.mean(box.sum)) << "case " << n;
-            ASSERT_EQ(byte_mean(column, y), box.mean(box.sum)) << "case " << n;
+            ASSERT_EQ(mean(column, y), box.mean()) << "case " << n;
+            ASSERT_EQ(byte_mean(column, y), box.mean()) << "case " << n;
             ASSERT_EQ(wide_sum(column, y), wrapped) << "case " << n;
             if (scale > 0) return;
-            ASSERT_EQ(wide_mean(column, y), box.mean(wrapped)) << "case " << n;
+            ASSERT_EQ(wide_mean(column, y), (wrapped + box.count / 2) / box.count) << "case " << n;
         });
         if (margin) continue;
         ff::ipf_max_filter(s, w, h, src.stride, c, s, src.stride, kw, passes, nullptr);
         EXPECT_EQ(src.payload(), hi.payload()) << "in place, case " << n;
     }
-}
-
-TEST(Filters, null_pointers_and_empty_sizes_write_nothing) {
-    Bytes a(6, 5, 0), b(6, 5, 0);
-    Ints sums(6, 5, 0), count(6, 5, 0);
-    ff::ipf_mean_filter(a, 6, 5, 6, 1, (int*)nullptr, 6, count, 6, 3, 3, nullptr);
-    ff::ipf_min_filter(nullptr, 6, 5, 6, 1, b, 6, 3, 1, nullptr);
-    for (int n : {0, -5}) {
-        ff::ipf_max_filter(a, n, 5, 6, 1, b, 6, 3, -1, nullptr);
-        ff::ipf_sum_filter(a, 6, n, 6, 1, sums, 6, 3, 3, nullptr);
-        ff::ipf_count_filter_pixels(sums, n, 5, 6, 3, 3, nullptr);
-        ff::ipf_mean_filter(a, 6, 5, 6, n, b, 6, count, 6, 3, 3, nullptr);
-    }
-    EXPECT_EQ(b.payload(), a.payload());
-    EXPECT_EQ(sums.payload(), std::vector<int>(30, Ints::pattern));
-    EXPECT_EQ(count.payload(), std::vector<int>(30, Ints::pattern));
 }
 
 }  // namespace

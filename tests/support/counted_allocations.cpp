@@ -1,15 +1,11 @@
 #include "tests/support/counted_allocations.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <new>
 
 long CountedAllocations::live = 0;
 long CountedAllocations::until_failure = -1;
-std::size_t CountedAllocations::live_bytes = 0;
-std::size_t CountedAllocations::peak_bytes = 0;
 
 using Counted = CountedAllocations;
 
@@ -19,16 +15,11 @@ constexpr std::size_t largest = std::size_t(1) << 36;
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     if (Counted::until_failure >= 0 && Counted::until_failure-- == 0) return nullptr;
     void* const p = size < largest ? std::malloc(std::max(size, std::size_t(1))) : nullptr;
-    if (!p) return nullptr;
-    ++Counted::live;
-    Counted::live_bytes += malloc_usable_size(p);
-    Counted::peak_bytes = std::max(Counted::peak_bytes, Counted::live_bytes);
+    Counted::live += p != nullptr;
     return p;
 }
 void operator delete(void* p) noexcept {
-    if (!p) return;
-    --Counted::live;
-    Counted::live_bytes -= malloc_usable_size(p);
+    Counted::live -= p != nullptr;
     std::free(p);
 }
 void* operator new(std::size_t size) {

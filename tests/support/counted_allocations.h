@@ -2,11 +2,7 @@
 // programs that compile counted_allocations.cpp.
 #pragma once
 
-#include <cstddef>
-
 struct CountedAllocations {
-    static long live;               // blocks not yet released
-    static long until_failure;      // so many succeed, then one throws; negative: none fails
-    static std::size_t live_bytes;  // in those blocks
-    static std::size_t peak_bytes;  // most of them at a time; the test may reset it
+    static long live;           // blocks not yet released
+    static long until_failure;  // so many succeed, then one throws; negative: none fails
 };

@@ -64,8 +64,8 @@ class GuardedRaster {
         each([&](int x, int y) { all.push_back(p_[y * stride + x]); });
         return all;
     }
-    T& operator()(int x, int y) { return p_[y * stride + x]; }
-    operator T*() { return p_.get(); }
+    T& operator()(int x, int y) const { return p_[y * stride + x]; }
+    operator T*() const { return p_.get(); }
 
     const int w, h, stride;
 
@@ -75,6 +75,26 @@ class GuardedRaster {
 };
 using Bytes = GuardedRaster<u8>;
 using Ints = GuardedRaster<int>;
+
+// What a kw x kh window around (x, y) sees of a w x h picture that continues by `allowance` samples
+// (left, top, right, bottom).
+struct Window {
+    template <class Sample>
+    Window(const Sample& sample, int w, int h, int x, int y, int kw, int kh, const int* allowance) {
+        for (int v = std::max(y - kh / 2, -allowance[1]);
+             v <= std::min(y + kh / 2, h - 1 + allowance[3]); ++v) {
+            for (int u = std::max(x - kw / 2, -allowance[0]);
+                 u <= std::min(x + kw / 2, w - 1 + allowance[2]); ++u, ++count) {
+                const int s = sample(u, v);
+                sum += s, least = std::min(least, s), most = std::max(most, s);
+            }
+        }
+    }
+    Window(const Bytes& src, int x, int y, int k) : Window(src, src.w, src.h, x, y, k, k, none) {}
+    int mean() const { return (sum + count / 2) / count; }
+    static constexpr int none[4] = {0, 0, 0, 0};
+    int sum = 0, count = 0, least = 255, most = 0;
+};
 
 inline Bytes::Source noise(Random& random, int lo = 0, int hi = 255) {
     return [&random, lo, hi](int, int) { return random.between(lo, hi); };

@@ -28,13 +28,13 @@ TEST(Photo, composite_hair_has_the_error_of_the_method) {
     for (const auto& t : table) {
         Bytes out(w, h, 0);
         DSCMatting matting(photo.row(0), w, h, photo.stride(), t.max_size);
-        matting.Refine(internal.data(), w, h, w, out.data(), w, 0, 0);
+        matting.Refine(internal, w, h, w, out, w, 0, 0);
         double sad = 0, squares = 0;
         long unknown = 0;
         for (int y = 0; y < h; ++y) {
             for (int x = 0; x < w; ++x) {
                 if (trimap.row(y)[x] != 128) continue;
-                const double error = (255 - out.at(x, y) - truth.row(y)[x]) / 255.0;
+                const double error = (255 - out(x, y) - truth.row(y)[x]) / 255.0;
                 sad += std::abs(error) / 1000, squares += error * error, ++unknown;
             }
         }

