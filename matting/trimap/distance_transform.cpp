@@ -1,6 +1,10 @@
 // Distance transform by the lower envelope of parabolas, columns first and then rows, in single
 // precision with the squares of positions formed as integers. Columns are gathered and scattered in
 // blocks, so that memory is walked along rows. Linear in the number of cells.
+//
+// The columns of a grid of sources (0) and infinite cells alone need no envelope: up to 4096 rows
+// all squares are exact in single precision, the envelope gives each cell its nearest source, and
+// an infinite value swallows any square. Two scans over whole rows find the same, vectorised.
 #include "matting/trimap/distance_transform.h"
 
 #include <algorithm>
@@ -95,6 +99,32 @@ void transform_columns(float* grid, int w, int h, envelope& line) {
     }
 }
 
+// Rows up to which the squares of positions are exact.
+constexpr int exact_rows = 4096;
+
+bool is_sources_only(const float* grid, std::ptrdiff_t n) {
+    int others = 0;
+    for (std::ptrdiff_t i = 0; i < n; ++i) others |= grid[i] != 0.0f && grid[i] != infinite;
+    return others == 0;
+}
+
+// Steps to the nearest source above, then the smaller of those and the steps to one below, squared.
+// No source in the column: infinite, which adding 1 does not change.
+void scan_columns(float* grid, int w, int h) {
+    for (int y = 1; y < h; ++y) {
+        float* row = grid + std::ptrdiff_t(y) * w;
+        const float* above = row - w;
+        for (int x = 0; x < w; ++x) row[x] = row[x] == 0.0f ? 0.0f : above[x] + 1.0f;
+    }
+    for (int y = h - 2; y >= 0; --y) {
+        float* row = grid + std::ptrdiff_t(y) * w;
+        const float* below = row + w;
+        for (int x = 0; x < w; ++x) row[x] = std::min(row[x], below[x] + 1.0f);
+    }
+    const std::ptrdiff_t n = std::ptrdiff_t(w) * h;
+    for (std::ptrdiff_t i = 0; i < n; ++i) grid[i] = std::min(grid[i] * grid[i], infinite);
+}
+
 void transform_rows(float* grid, int w, int h, envelope& line) {
     const auto out = ff::make_scratch<float>(w);
     for (int y = 0; y < h; ++y, grid += w) {
@@ -114,7 +144,10 @@ float* DistanceTransform1D(float* f, int n) {
 void DistanceTransform(float* grid, int w, int h) {
     if (!grid || w < 1 || h < 1) return;
     envelope line(std::max(w, h));
-    transform_columns(grid, w, h, line);
+    if (h <= exact_rows && is_sources_only(grid, std::ptrdiff_t(w) * h))
+        scan_columns(grid, w, h);
+    else
+        transform_columns(grid, w, h, line);
     transform_rows(grid, w, h, line);
 }
 
