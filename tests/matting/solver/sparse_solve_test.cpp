@@ -1,6 +1,12 @@
 #include "matting/solver/sparse_solve.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
 #include <limits>
+#include <new>
 
 #include "tests/matting/solver/dense.h"
 #include "tests/support/guarded_raster.h"
@@ -67,6 +73,74 @@ TEST(SparseSolve, malformed_systems_are_refused) {
         EXPECT_EQ(bad.solve({1, 1, 1}, x), -1) << damage;
         EXPECT_EQ(x, (Vector{7, 8, 9}));
     }
+}
+
+// The Laplacian of a side x side grid with 1 added to its diagonal; 0 where x is 0, else 1.
+struct Grid {
+    explicit Grid(int side) : n(side * side) {
+        for (int k = 0; k < n; ++k) {
+            const auto add = [&](double v, int row) {
+                values.push_back(v), rows.push_back(row + 1);
+            };
+            add(5, k);
+            if (k % side + 1 < side) add(-1, k + 1);
+            if (k + side < n) add(-1, k + side);
+            cols.push_back(int(values.size()) + 1);
+        }
+    }
+    int n;
+    Vector values;
+    std::vector<int> rows, cols{1};
+};
+
+void limit_memory(rlim_t bytes) {
+    const rlimit limit{bytes, RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+rlim_t memory_in_use() {
+    long pages = 0;
+    std::FILE* f = std::fopen("/proc/self/statm", "r");
+    if (!f || std::fscanf(f, "%ld", &pages) != 1) std::exit(3);
+    std::fclose(f);
+    return rlim_t(pages) * rlim_t(sysconf(_SC_PAGESIZE));
+}
+
+// Solves under rising limits of memory; what the caller sees must be a solution, the entry values
+// or bad_alloc, and afterwards, without a limit, a solution. Exits 0 when all of it held and
+// SuperLU itself ran out at least once.
+[[noreturn]] void solve_while_memory_runs_out() {
+    const Grid grid(150);
+    Vector x(std::size_t(grid.n)), rhs(x.size());
+    const auto solve = [&] {
+        std::fill(x.begin(), x.end(), 0.5);
+        std::fill(rhs.begin(), rhs.end(), 1.0);
+        return mn_sparse_solve_d(grid.values.data(), grid.rows.data(), grid.cols.data(), grid.n, 4,
+                                 rhs.data(), x.data());
+    };
+    const auto kept = [&] { return std::count(x.begin(), x.end(), 0.5) == grid.n; };
+    bool good = solve() == 0 && !kept();
+    int gave_up = 0;
+    const rlim_t start = memory_in_use();
+    for (rlim_t extra = 1; extra <= 64; ++extra) {
+        limit_memory(start + (extra << 20));
+        try {
+            good &= solve() == 0;
+            gave_up += kept();
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    limit_memory(RLIM_INFINITY);
+    good &= solve() == 0 && !kept() && gave_up > 0;
+    std::exit(good ? 0 : 1);
+}
+
+TEST(SparseSolve, memory_that_runs_out_inside_superlu_is_a_failed_solve) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the address sanitizer reserves more than any limit";
+#else
+    EXPECT_EXIT(solve_while_memory_runs_out(), testing::ExitedWithCode(0), "");
+#endif
 }
 
 }  // namespace
