@@ -42,6 +42,7 @@ std::ptrdiff_t count_runs(const u8* row, int w) {
 // long runs.
 int run_end(const u8* row, int x, int w) {
     const u8 value = row[x];
+    if (x + 1 < w && row[x + 1] != value) return x + 1;  // noise
     std::uint64_t pattern, eight;
     std::memset(&pattern, value, sizeof pattern);
     for (; x + 8 <= w; x += 8) {
@@ -117,6 +118,16 @@ int number_components(runs& r) {
     return n;
 }
 
+// Runs of a few pixels, as in noise, are written without setting up a block fill.
+void fill_run(int* begin, int* end, int label) {
+    if (end - begin > 8) {
+        std::fill(begin, end, label);
+        return;
+    }
+    do *begin++ = label;
+    while (begin < end);
+}
+
 }  // namespace
 
 int ipf_connected_component(const unsigned char* img, int w, int h, int stride, int* labels,
@@ -129,7 +140,7 @@ int ipf_connected_component(const unsigned char* img, int w, int h, int stride, 
     for (int y = 0; y < h; ++y) {
         int* row = labels + std::ptrdiff_t(y) * label_stride;
         for (int i = r.first[std::size_t(y)]; i < r.first[std::size_t(y) + 1]; ++i)
-            std::fill(row + r.start[std::size_t(i)], row + r.end(i, y), r.parent[std::size_t(i)]);
+            fill_run(row + r.start[std::size_t(i)], row + r.end(i, y), r.parent[std::size_t(i)]);
     }
     return n;
 }

@@ -2,10 +2,10 @@
 //
 // Minimum and maximum are separable. Along a row the extremum of 2, 4, 8, ... samples is doubled up
 // and two overlapping windows make the wanted one: log2(k) vectorised passes over a line in cache.
-// Down the columns the running extremum of van Herk and of Gil and Werman works on strips of whole
-// rows: suffix extrema backwards through a block of k rows, prefix extrema forwards through the
-// next, three vectorised comparisons a sample whatever k is. Both compute the extremum of the
-// clipped window, so the order and the method leave no trace in the bytes.
+// Down the columns the running extremum of van Herk and of Gil and Werman works on whole rows:
+// suffix extrema backwards through a block of k rows, prefix extrema forwards through the next,
+// three vectorised comparisons a sample whatever k is; 2 k rows are held. Both compute the extremum
+// of the clipped window, so the order and the method leave no trace in the bytes.
 //
 // Sums keep one running sum per column, which takes in a row and lets one go, and take differences
 // of its prefix sums along the row. All in unsigned 32-bit arithmetic: sums wrap modulo 2^32.
@@ -16,7 +16,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
+#include "ff/multiversion.h"
 #include "ff/raster.h"
 #include "ff/scratch.h"
 
@@ -32,99 +34,107 @@ int radius_of(std::int64_t k, int n) {
 
 // --- minimum and maximum ------------------------------------------------------------------------
 
-// Replaces padded[i] by the extremum of padded[i .. i + k - 1] for the first n samples; padded
-// holds n + k - 1.
 template <class Cmp>
-void _mm_filter_1D(u8* padded, int n, int k) {
-    int have = 1;
-    for (; have * 2 <= k; have *= 2) {
-        const int m = n + k - 2 * have;
-        const u8* ahead = padded + have;
-        for (int i = 0; i < m; ++i) padded[i] = Cmp::pick(padded[i], ahead[i]);
-    }
-    const u8* last = padded + (k - have);
-    if (k > have)
-        for (int i = 0; i < n; ++i) padded[i] = Cmp::pick(padded[i], last[i]);
+DSCM_KERNEL void pick_rows_body(const u8* a, const u8* b, u8* out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = Cmp::pick(a[i], b[i]);
 }
 
-// Filters every row of one channel of src into `plane`, w x h bytes, contiguous.
+#ifdef DSCM_HAS_AVX2
 template <class Cmp>
-void _mm_filter_2D_x(const u8* src, int w, int h, int stride, int step, u8* plane, int radius) {
-    const int k = 2 * radius + 1;
-    const auto line = make_scratch<u8>(std::ptrdiff_t(w) + k - 1);
-    for (int y = 0; y < h; ++y, src += stride, plane += w) {
-        std::memset(line.get(), Cmp::neutral, std::size_t(radius));
-        std::memset(line.get() + radius + w, Cmp::neutral, std::size_t(radius));
-        u8* inner = line.get() + radius;
-        if (step == 1)
-            std::memcpy(inner, src, std::size_t(w));
+DSCM_AVX2 void pick_rows_avx2(const u8* a, const u8* b, u8* out, std::ptrdiff_t n) {
+    pick_rows_body<Cmp>(a, b, out, n);
+}
+#endif
+
+// out may be a.
+template <class Cmp>
+void pick_rows(const u8* a, const u8* b, u8* out, std::ptrdiff_t n) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return pick_rows_avx2<Cmp>(a, b, out, n);
+#endif
+    pick_rows_body<Cmp>(a, b, out, n);
+}
+
+// out[i] = extremum of padded[i .. i + k - 1] for n samples; padded holds n + k - 1 and is used up.
+template <class Cmp>
+void _mm_filter_1D(u8* padded, std::ptrdiff_t n, std::ptrdiff_t k, u8* out) {
+    std::ptrdiff_t have = 1;
+    for (; have * 2 <= k; have *= 2)
+        pick_rows<Cmp>(padded, padded + have, padded, n + k - 2 * have);
+    pick_rows<Cmp>(padded, padded + (k - have), out, n);
+}
+
+// One direction, row by row: the rows of one channel, filtered along themselves.
+template <class Cmp>
+class _mm_filter_2D_x {
+  public:
+    _mm_filter_2D_x(const u8* src, int w, int stride, int step, int radius)
+        : src_(src),
+          w_(w),
+          stride_(stride),
+          step_(step),
+          radius_(radius),
+          line_(make_scratch<u8>(std::ptrdiff_t(w) + 2 * std::ptrdiff_t(radius))) {}
+
+    void operator()(int y, u8* out) const {
+        const u8* row = src_ + std::ptrdiff_t(y) * stride_;
+        u8* inner = line_.get() + radius_;
+        std::memset(line_.get(), Cmp::neutral, std::size_t(radius_));
+        std::memset(inner + w_, Cmp::neutral, std::size_t(radius_));
+        if (step_ == 1)
+            std::memcpy(inner, row, std::size_t(w_));
         else
-            for (int x = 0; x < w; ++x) inner[x] = src[std::ptrdiff_t(x) * step];
-        _mm_filter_1D<Cmp>(line.get(), w, k);
-        std::memcpy(plane, line.get(), std::size_t(w));
+            for (int x = 0; x < w_; ++x) inner[x] = row[std::ptrdiff_t(x) * step_];
+        _mm_filter_1D<Cmp>(line_.get(), w_, 2 * std::ptrdiff_t(radius_) + 1, out);
     }
-}
 
-template <class Cmp>
-void pick_rows(const u8* a, const u8* b, u8* out, int n) {
-    for (int i = 0; i < n; ++i) out[i] = Cmp::pick(a[i], b[i]);
-}
+  private:
+    const u8* src_;
+    int w_, stride_, step_, radius_;
+    scratch<u8> line_;
+};
 
-// Columns are filtered in strips of this many bytes, so that a block of rows stays in cache.
-constexpr int strip_width = 512;
-
-// One strip of `n` <= strip_width columns of `in` (h rows) into `out`, which has its own stride.
-// Rows b .. b + k - 1 of the output make a block: each window is a suffix of the input rows
-// b - radius .. b + radius joined with a prefix of those that follow. Rows outside are neutral.
-// `suffix` holds k rows of strip_width bytes, `prefix` one.
-template <class Cmp>
-void filter_strip(const u8* in, int n, int h, int in_stride, u8* out, int out_stride, int radius,
-                  u8* suffix, u8* prefix) {
-    const int k = 2 * radius + 1;
-    const auto in_row = [=](int y) { return in + std::ptrdiff_t(y) * in_stride; };
-    for (int b = 0; b < h; b += k) {
-        const int lowest = b - radius, highest = std::min(b + radius, h - 1);
-        const auto suffix_row = [=](int y) {
-            return suffix + std::ptrdiff_t(y - lowest) * strip_width;
-        };
-        std::memcpy(suffix_row(highest), in_row(highest), std::size_t(n));
-        for (int y = highest - 1; y >= std::max(lowest, 0); --y)
-            pick_rows<Cmp>(in_row(y), suffix_row(y + 1), suffix_row(y), n);
-
-        std::memset(prefix, Cmp::neutral, std::size_t(n));
-        const int end = std::min(b + k, h);
-        for (int y = b; y < end; ++y) {
-            if (y > b && y + radius < h) pick_rows<Cmp>(prefix, in_row(y + radius), prefix, n);
-            pick_rows<Cmp>(suffix_row(std::max(y - radius, 0)), prefix,
-                           out + std::ptrdiff_t(y) * out_stride, n);
-        }
-    }
-}
-
-template <class Cmp>
-void filter_columns(const u8* in, int w, int h, u8* out, int out_stride, int radius) {
-    const auto suffix = make_scratch<u8>(2 * std::ptrdiff_t(radius) + 2, strip_width);
-    u8* prefix = suffix.get() + (2 * std::ptrdiff_t(radius) + 1) * strip_width;
-    for (int x = 0; x < w; x += strip_width)
-        filter_strip<Cmp>(in + x, std::min(strip_width, w - x), h, w, out + x, out_stride, radius,
-                          suffix.get(), prefix);
-}
-
-// Both directions of one channel; `step` is the pixel step of src and dst, `k` the window.
+// Both directions of one channel; `step` is the pixel step of src and dst, `k` the window. Rows
+// come in blocks of k: the windows of output rows b .. b + k - 1 are each a suffix of the input
+// rows b - radius .. b + radius joined with a prefix of the k rows that follow, which are the next
+// block's. A row of src is read before the same row of dst is written.
 template <class Cmp>
 void _mm_filter_2D_y(const u8* src, int w, int h, int stride, u8* dst, int dst_stride, int step,
-                     std::int64_t k) {
-    const auto rows = make_scratch<u8>(w, h);
-    _mm_filter_2D_x<Cmp>(src, w, h, stride, step, rows.get(), radius_of(k, w));
-    if (step == 1) {
-        filter_columns<Cmp>(rows.get(), w, h, dst, dst_stride, radius_of(k, h));
-        return;
+                     std::int64_t window) {
+    const _mm_filter_2D_x<Cmp> filter_row(src, w, stride, step, radius_of(window, w));
+    const int radius = radius_of(window, h), k = 2 * radius + 1;
+    const int held = std::min(k, h);
+    auto block = make_scratch<u8>(held, w), next = make_scratch<u8>(held, w);
+    const auto lines = make_scratch<u8>(2, w);
+    u8* const prefix = lines.get();
+    u8* const spare = prefix + w;
+    int first = 0;  // the input row that `block` starts with
+    const auto row_of = [w](const scratch<u8>& rows, int i) {
+        return rows.get() + std::ptrdiff_t(i) * w;
+    };
+    for (int y = 0; y <= std::min(radius, h - 1); ++y) filter_row(y, row_of(block, y));
+
+    for (int b = 0; b < h; b += k) {
+        for (int y = std::min(b + radius, h - 1) - 1; y >= first; --y)
+            pick_rows<Cmp>(row_of(block, y - first), row_of(block, y + 1 - first),
+                           row_of(block, y - first), w);
+        const int next_first = b + radius + 1;
+        std::memset(prefix, Cmp::neutral, std::size_t(w));
+        for (int y = b; y < std::min(b + k, h); ++y) {
+            if (y > b && y + radius < h) {
+                filter_row(y + radius, row_of(next, y + radius - next_first));
+                pick_rows<Cmp>(prefix, row_of(next, y + radius - next_first), prefix, w);
+            }
+            u8* out = dst + std::ptrdiff_t(y) * dst_stride;
+            pick_rows<Cmp>(row_of(block, std::max(y - radius, 0) - first), prefix,
+                           step == 1 ? out : spare, w);
+            if (step == 1) continue;
+            for (int x = 0; x < w; ++x) out[std::ptrdiff_t(x) * step] = spare[x];
+        }
+        if (b + k + radius < h) filter_row(b + k + radius, row_of(next, k - 1));
+        first = next_first;
+        std::swap(block, next);
     }
-    const auto plane = make_scratch<u8>(w, h);
-    filter_columns<Cmp>(rows.get(), w, h, plane.get(), w, radius_of(k, h));
-    const u8* from = plane.get();
-    for (int y = 0; y < h; ++y, dst += dst_stride)
-        for (int x = 0; x < w; ++x) dst[std::ptrdiff_t(x) * step] = *from++;
 }
 
 // Every channel; `passes` passes of a window of k are one of passes * (k - 1) + 1, clipping
@@ -270,20 +280,49 @@ void _sum_filter_2D(const S* src, int w, int h, int stride, int channels, int* d
                          });
 }
 
-// (sum + count / 2) / count truncated toward zero, by a floating-point division that vectorises.
-// For integers s and c whose quotient lies below the integer m, the quotient rounds up to m only if
-// m - s / c, which is at least 1 / c, is within half a spacing of m: m * 2^-24 in single, m * 2^-53
-// in double precision. With |s| + c < 2^24 (2^53) that cannot be, and truncation is exact.
-template <class Float, class D>
-void divide_row(const std::uint32_t* sums, const std::uint32_t* counts, D* out, std::ptrdiff_t n) {
+// (sum + count / 2) / count truncated toward zero, by floating-point arithmetic that vectorises.
+//
+// Any sums: a division in double precision. For integers s and c whose quotient lies below the
+// integer m, the quotient rounds up to m only if m - s / c, which is at least 1 / c, is within half
+// a spacing of m, at most m * 2^-53; with |s| + c < 2^53 it is not, and truncation is exact.
+template <class D>
+DSCM_KERNEL void divide_row(const std::uint32_t* sums, const std::uint32_t* counts, D* out,
+                            std::ptrdiff_t n) {
     for (std::ptrdiff_t i = 0; i < n; ++i) {
         const int s = int(sums[i] + counts[i] / 2);
-        out[i] = D(int(Float(s) / Float(int(counts[i]))));
+        out[i] = D(int(double(s) / double(int(counts[i]))));
     }
 }
 
-// Byte sums stay below 2^24 with their count added up to this many samples a window.
-constexpr std::uint32_t single_precision_count = 65000;
+// Byte sums of up to this many samples, 0 <= s < 2^22: (s + 1/2) * (1 / c) in single precision,
+// each operation rounding by at most 2^-24. (s + 1/2) / c is at least 1 / 2c away from every
+// integer and the error stays below (s + 1/2) / c * 2^-23 < 1 / 2c, so that truncation is exact
+// again.
+constexpr std::uint32_t single_precision_count = 16384;
+
+template <class D>
+DSCM_KERNEL void scale_row(const std::uint32_t* sums, const std::uint32_t* counts,
+                           const float* inverse, D* out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i)
+        out[i] = D(int((float(int(sums[i] + counts[i] / 2)) + 0.5f) * inverse[i]));
+}
+
+#ifdef DSCM_HAS_AVX2
+template <class D>
+DSCM_AVX2 void scale_row_avx2(const std::uint32_t* sums, const std::uint32_t* counts,
+                              const float* inverse, D* out, std::ptrdiff_t n) {
+    scale_row(sums, counts, inverse, out, n);
+}
+#endif
+
+template <class D>
+void scale_row_best(const std::uint32_t* sums, const std::uint32_t* counts, const float* inverse,
+                    D* out, std::ptrdiff_t n) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return scale_row_avx2(sums, counts, inverse, out, n);
+#endif
+    scale_row(sums, counts, inverse, out, n);
+}
 
 template <class S, class D>
 void mean_filter(const S* src, int w, int h, int stride, int channels, D* dst, int dst_stride,
@@ -293,21 +332,26 @@ void mean_filter(const S* src, int w, int h, int stride, int channels, D* dst, i
     const window win(w, h, kw, kh, border);
     const std::ptrdiff_t n = std::ptrdiff_t(w) * channels;
     const auto counts = make_scratch<std::uint32_t>(n);
+    const auto inverse = make_scratch<float>(n);
     std::uint32_t rows_counted = 0;  // what `counts` was made for
     std::uint32_t largest = 0;
     for_each_row_of_sums(src, stride, channels, win, [&](int y, const std::uint32_t* sums) {
         const std::uint32_t rows = win.y.count(y);
         if (rows != rows_counted) {
-            for (std::ptrdiff_t i = 0; i < n; ++i)
-                counts[std::size_t(i)] = win.x.count(int(i / channels)) * rows;
-            largest = *std::max_element(counts.get(), counts.get() + n);
+            largest = 0;
+            for (std::ptrdiff_t i = 0; i < n; ++i) {
+                const std::uint32_t c = win.x.count(int(i / channels)) * rows;
+                counts[std::size_t(i)] = c;
+                inverse[std::size_t(i)] = 1.0f / float(c);
+                largest = std::max(largest, c);
+            }
             rows_counted = rows;
         }
         D* out = dst + std::ptrdiff_t(y) * dst_stride;
         if (sizeof(S) == 1 && largest <= single_precision_count)
-            divide_row<float>(sums, counts.get(), out, n);
+            scale_row_best(sums, counts.get(), inverse.get(), out, n);
         else
-            divide_row<double>(sums, counts.get(), out, n);
+            divide_row(sums, counts.get(), out, n);
     });
 }
 

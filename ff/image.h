@@ -1,7 +1,11 @@
-// The image object and the toolkit's heap routines.
+// The image object and the toolkit's heap routines; with them the operations on images and raw
+// rasters and the point resamplers, which have headers of their own.
 #pragma once
 
 #include "ff/api.h"
+#include "ff/image_ops.h"
+#include "ff/raster_ops.h"
+#include "ff/resamplers.h"
 
 namespace ff {
 

@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "ff/multiversion.h"
 #include "ff/raster.h"
 
 namespace ff {
@@ -52,12 +53,27 @@ void stretch_row(const u8* src, const bilinear_axis& columns, int dst_w, int cha
     }
 }
 
+// n samples with nothing between them.
+DSCM_KERNEL void blend_samples(const float* top, const float* bottom, float fy, u8* dst,
+                               std::ptrdiff_t n) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) dst[i] = u8(int(top[i] + fy * (bottom[i] - top[i])));
+}
+
+#ifdef DSCM_HAS_AVX2
+DSCM_AVX2 void blend_samples_avx2(const float* top, const float* bottom, float fy, u8* dst,
+                                  std::ptrdiff_t n) {
+    blend_samples(top, bottom, fy, dst, n);
+}
+#endif
+
 void blend_rows(const float* top, const float* bottom, float fy, u8* dst, int dst_w, int dst_step,
                 int channels) {
     if (dst_step == channels) {
-        const int n = dst_w * channels;
-        for (int i = 0; i < n; ++i) dst[i] = u8(int(top[i] + fy * (bottom[i] - top[i])));
-        return;
+        const std::ptrdiff_t n = std::ptrdiff_t(dst_w) * channels;
+#ifdef DSCM_HAS_AVX2
+        if (cpu_has_avx2()) return blend_samples_avx2(top, bottom, fy, dst, n);
+#endif
+        return blend_samples(top, bottom, fy, dst, n);
     }
     for (int x = 0; x < dst_w; ++x, dst += dst_step)
         for (int c = 0; c < channels; ++c, ++top, ++bottom)

@@ -1,0 +1,27 @@
+// Kernels that are compiled twice on x86-64: plainly, and for processors with AVX2. Everywhere
+// else, NEON included, the plain form is all there is; the compiler vectorises both. No fused
+// multiply-adds are enabled, so both give the same bytes.
+//
+//   DSCM_KERNEL void kernel(...) { loops }            // the body, always inlined
+//   DSCM_AVX2 void kernel_avx2(...) { kernel(...); }  // only #ifdef DSCM_HAS_AVX2
+//   if (ff::cpu_has_avx2()) kernel_avx2(...); else kernel(...);
+//
+// The build option DSCM_PLAIN_KERNELS turns the second form off.
+#pragma once
+
+#if defined(__GNUC__)
+#define DSCM_KERNEL inline __attribute__((always_inline))
+#else
+#define DSCM_KERNEL inline
+#endif
+
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(DSCM_PLAIN_KERNELS)
+#define DSCM_HAS_AVX2 1
+#define DSCM_AVX2 __attribute__((target("avx2")))
+namespace ff {
+inline bool cpu_has_avx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+}  // namespace ff
+#endif
