@@ -1,0 +1,77 @@
+#include "matting/sampling/dsam.h"
+
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+TEST(Downsample, the_grid_is_aligned_at_the_corners) {
+    const struct {
+        int from, to;
+        std::vector<int> taken;
+    } table[] = {{5, 3, {0, 2, 4}},          {5, 1, {0}},           {1, 4, {0, 0, 0, 0}},
+                 {4, 6, {0, 1, 1, 2, 2, 3}}, {10, 4, {0, 3, 6, 9}}, {8, 3, {0, 4, 7}}};
+    for (int channels : {1, 3, 4}) {
+        for (const auto& t : table) {
+            // Pixels that say where they come from, once along the row and once down the column.
+            Bytes row(t.from * channels, 2, 2,
+                      [=](int x, int y) { return x / channels * 10 + x % channels + 100 * y; });
+            Bytes wide(t.to * channels, 2, 1);
+            dsam_image(row, t.from, 2, row.stride, wide, t.to, 2, wide.stride, channels);
+            wide.each([&](int x, int y) {
+                EXPECT_EQ(wide(x, y),
+                          t.taken[std::size_t(x / channels)] * 10 + x % channels + 100 * y);
+            });
+            Bytes column(channels, t.from, 3, [](int x, int y) { return y * 10 + x; });
+            Bytes high(channels, t.to, 2);
+            dsam_image(column, 1, t.from, column.stride, high, 1, t.to, high.stride, channels);
+            high.each(
+                [&](int x, int y) { EXPECT_EQ(high(x, y), t.taken[std::size_t(y)] * 10 + x); });
+        }
+    }
+}
+
+TEST(Downsample, marks_go_to_the_closest_colour_and_the_last_one_wins) {
+    // Four low-resolution greys; full-resolution pixels of the closest, of ties, and marks.
+    Bytes lo(6, 2, 1, [](int x, int y) { return (x / 3 + 2 * y) * 40; });  // 0 40 / 80 120
+    const int greys[] = {0, 20, 39, 45, 79, 100, 101, 255};                // 20, 100: ties
+    Bytes img(12, 2, 2, [&](int x, int y) { return greys[x / 3 + 4 * y]; });
+    Ints index(4, 2, 1);
+    dsam_calc_index(img, 4, 2, img.stride, lo, 2, 2, lo.stride, index, index.stride);
+    EXPECT_EQ(index.payload(), (std::vector<int>{0, 0, 1, 1, 2, 2, 3, 3}));
+
+    Bytes ui(4, 2, 3, [](int x, int y) { return x == 1 || y == 0 ? 10 * x + y : 128; });
+    ui(3, 1) = 255;
+    Bytes map(2, 2, 0);
+    dsam_ui_alpha(ui, 4, 2, ui.stride, index, index.stride, map, 2, 2, 7, 7);
+    EXPECT_EQ(map.payload(), (Map{10, 30, 11, 255}));
+    index(3, 1) = 4, index(0, 0) = -1;  // outside: carries nothing
+    dsam_ui_alpha(ui, 4, 2, ui.stride, index, index.stride, map, 2, 2, 0, 0);
+    EXPECT_EQ(map.payload(), (Map{10, 30, 11, 128}));
+}
+
+TEST(Downsample, the_four_pixels_around_are_truncated_positions) {
+    // All alike: the first of the four.
+    Bytes lo(15, 4, 2, [](int, int) { return 9; }), img(21, 6, 1, [](int, int) { return 9; });
+    Ints index(7, 6, 2);
+    dsam_calc_index(img, 7, 6, img.stride, lo, 5, 4, lo.stride, index, index.stride);
+    const int columns[] = {0, 0, 1, 2, 2, 3, 3}, rows[] = {0, 0, 1, 1, 2, 2};
+    index.each([&](int x, int y) { EXPECT_EQ(index(x, y), rows[y] * 5 + columns[x]); });
+}
+
+TEST(Downsample, null_pointers_and_sizes_too_small_write_nothing) {
+    Bytes src(12, 4, 0, [](int, int) { return 5; }), dst(12, 4, 0);
+    Ints index(4, 4, 0);
+    const auto all = [&](const u8* s, int w, int dh, int channels, u8* d) {
+        dsam_image(s, w, 4, 12, d, 4, dh, 12, channels);
+        dsam_calc_index(s, 1 + w, 4, 12, src, 4, 1 + dh, 12, d ? &index(0, 0) : nullptr, 4);
+        dsam_ui_alpha(s, w, 4, 12, index, 4, d, 4, dh, 0, 0);
+    };
+    for (int small : {0, -3}) all(src, small, 4, 3, dst), all(src, 4, small, 3, dst);
+    all(nullptr, 3, 3, 3, dst), all(src, 3, 3, 3, nullptr);
+    for (int channels : {0, 2, 5}) dsam_image(src, 2, 2, 12, dst, 2, 2, 12, channels);
+    dsam_ui_alpha(src, 4, 4, 12, nullptr, 4, dst, 4, 4, 0, 0);
+    EXPECT_EQ(dst.payload(), Map(48, Bytes::pattern));
+    EXPECT_EQ(index.payload(), std::vector<int>(16, Ints::pattern));
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+#include <cmath>
+
+#include "ff/raster.h"
+#include "matting/sampling/usam.h"
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+using Shorts = GuardedRaster<short>;
+
+// A noisy picture at two sizes, a mask of the labels 0 to 2, a map, and tables without entries.
+struct Pictures {
+    explicit Pictures(int n)
+        : random(n),
+          w(random.between(2, 30)),
+          h(random.between(2, 15)),
+          lo_w(random.between(3, 12)),
+          lo_h(random.between(3, 9)),
+          img(3 * w, h, n % 4, noise(random)),
+          lo(3 * lo_w, lo_h, n % 3, noise(random)),
+          mask(w, h, n % 2, noise(random, 0, 2)),
+          map(lo_w, lo_h, 0, noise(random)),
+          idx(2 * w, h, n % 5, [](int, int) { return -1; }),
+          wt(w, h, n % 3) {}
+    void fill_tables(const u8* where, int stride) {
+        usam_calc_weights_8u_c3(img, w, h, img.stride, where, stride, lo, lo_w, lo_h, lo.stride,
+                                idx, idx.stride, wt, wt.stride, 3);
+    }
+    // What the tables give, over `dst`.
+    Map guided(Bytes& dst) {
+        usam_interpolate_c1(map, lo_w, lo_h, idx, idx.stride, wt, wt.stride, dst, w, h, dst.stride);
+        return dst.payload();
+    }
+    Random random;
+    const int w, h, lo_w, lo_h;
+    Bytes img, lo, mask, map;
+    Ints idx;
+    Shorts wt;
+};
+
+TEST(Guided, four_byte_pixels_give_the_tables_of_three) {
+    for (int n = 0; n < 20; ++n) {
+        Pictures p(n);
+        const auto widened = [&](Bytes& three) {
+            return [&](int x, int y) {
+                return x % 4 < 3 ? three(x / 4 * 3 + x % 4, y) : p.random.below(256);
+            };
+        };
+        Bytes img(4 * p.w, p.h, n % 3, widened(p.img)), lo(4 * p.lo_w, p.lo_h, 1, widened(p.lo));
+        Ints idx(2 * p.w, p.h, 1, [](int, int) { return -1; });
+        Shorts wt(p.w, p.h, 0);
+        const int mode = n % 3 + 1;
+        const u8* const where = n % 2 ? &p.mask(0, 0) : nullptr;
+        usam_calc_weights_8u_c3(p.img, p.w, p.h, p.img.stride, where, p.mask.stride, p.lo, p.lo_w,
+                                p.lo_h, p.lo.stride, p.idx, p.idx.stride, p.wt, p.wt.stride, mode);
+        usam_calc_weights_8u_c4(img, p.w, p.h, img.stride, where, p.mask.stride, lo, p.lo_w, p.lo_h,
+                                lo.stride, idx, idx.stride, wt, wt.stride, mode);
+        EXPECT_EQ(idx.payload(), p.idx.payload()) << n;
+        EXPECT_EQ(wt.payload(), p.wt.payload()) << n;
+    }
+}
+
+TEST(Guided, an_update_completes_exactly_what_was_missing) {
+    for (int n = 0; n < 20; ++n) {
+        Pictures p(n), full(n);
+        full.fill_tables(nullptr, 0);
+        p.mask.each([&](int x, int y) {
+            if (p.random.below(3) == 0) p.idx(2 * x, y) = 0, p.idx(2 * x + 1, y) = -7;
+        });
+        const std::vector<int> before = p.idx.payload();
+        usam_update_weights(p.img, p.w, p.h, p.img.stride, p.mask, p.mask.stride, 2, p.lo, p.lo_w,
+                            p.lo_h, p.lo.stride, p.idx, p.idx.stride, p.wt, p.wt.stride);
+        p.mask.each([&](int x, int y) {
+            const std::size_t i = std::size_t(2 * (y * p.w + x));
+            const bool missing = p.mask(x, y) == 2 && before[i] < 0;
+            for (int k : {0, 1})
+                ASSERT_EQ(p.idx(2 * x + k, y),
+                          missing ? full.idx(2 * x + k, y) : before[i + std::size_t(k)]);
+            ASSERT_EQ(p.wt(x, y), missing ? full.wt(x, y) : Shorts::pattern);
+        });
+    }
+}
+
+TEST(Guided, one_call_gives_the_bytes_of_the_tables) {
+    for (int n = 0; n < 20; ++n) {
+        Pictures p(n);
+        Bytes once(p.w, p.h, 2, noise(p.random)), labelled(p.w, p.h, 0);
+        labelled.fill([&](int x, int y) { return p.mask(x, y) == 2; });
+        Bytes tables(p.w, p.h, 1, [&](int x, int y) { return once(x, y); });
+        p.fill_tables(labelled, p.w);
+        usam_execute(p.img, p.w, p.h, p.img.stride, p.mask, p.mask.stride, 2, p.lo, p.lo_w, p.lo_h,
+                     p.lo.stride, p.map, once, once.stride);
+        EXPECT_EQ(once.payload(), p.guided(tables)) << n;
+
+        // Bilinear under the mask, and the mask's own bytes as destination.
+        Bytes map(p.lo_w, p.lo_h, n % 3, [&](int x, int y) { return p.map(x, y); });
+        Bytes masked(p.w, p.h, n % 2), under(p.w, p.h, 0);
+        ff::ipf_resize_bl(p.map + 0, p.lo_w, p.lo_h, p.lo_w, 1, under + 0, p.w, p.h, p.w, 1, 1);
+        const Map expected = p.guided(under);
+        for (Bytes* dst : {&masked, &labelled}) {
+            usam_masked_c1(p.lo, p.lo_w, p.lo_h, p.lo.stride, map, map.stride, p.img, p.w, p.h,
+                           p.img.stride, labelled, p.w, *dst, dst->stride);
+            EXPECT_EQ(dst->payload(), expected) << n;
+        }
+    }
+}
+
+TEST(Guided, an_alpha_is_guided_in_its_transition_zone) {
+    for (int n = 0; n < 40; ++n) {
+        Pictures p(n);
+        const int edge = n % 5 ? p.random.below(p.lo_w + p.lo_h) : 99;
+        Bytes alpha(p.lo_w, p.lo_h, n % 3, [&](int x, int y) { return x + y < edge ? 255 : 3; });
+        Bytes marks(p.lo_w, p.lo_h, 0, [&](int x, int y) {
+            bool same = true;
+            alpha.each([&](int x2, int y2) {
+                same &=
+                    std::abs(x - x2) > 2 || std::abs(y - y2) > 2 || alpha(x2, y2) == alpha(x, y);
+            });
+            return !same;
+        });
+        Bytes zone(p.w, p.h, 0), expected(p.w, p.h, 0), out(p.w, p.h, n % 4);
+        ff::ipf_resize_nn(marks, p.lo_w, p.lo_h, p.lo_w, 1, zone, p.w, p.h, p.w, 1, ff::ccn<1>());
+        usam_masked_c1(p.lo, p.lo_w, p.lo_h, p.lo.stride, alpha, alpha.stride, p.img, p.w, p.h,
+                       p.img.stride, zone, p.w, expected, p.w);
+        usam_alpha(p.lo, p.lo_w, p.lo_h, p.lo.stride, alpha, alpha.stride, p.img, p.w, p.h,
+                   p.img.stride, out, out.stride);
+        EXPECT_EQ(out.payload(), expected.payload()) << n;
+        EXPECT_TRUE(n % 5 || out.payload() == Map(out.payload().size(), 255)) << "flat";
+        Bytes same(p.lo_w, p.lo_h, 1);
+        usam_alpha(nullptr, p.lo_w, p.lo_h, 0, alpha, alpha.stride, nullptr, p.lo_w, p.lo_h, 0,
+                   same, same.stride);
+        EXPECT_EQ(same.payload(), alpha.payload());
+    }
+}
+
+TEST(Guided, the_pictures_own_grey_comes_back_better_than_bilinear) {
+    // Strands of hair before a graded background.
+    const int w = 160, h = 120, lo_w = 40, lo_h = 30;
+    const auto shade = [](int x, int y) {
+        const int strand = (x + y / 3 + int(6 * std::sin(y / 9.0))) % 23;
+        return strand < 3 ? 40 + 10 * strand : 150 + x / 4 + y / 6;
+    };
+    Bytes img(3 * w, h, 0, [&](int x, int y) { return shade(x / 3, y) - 10 * (x % 3); });
+    Bytes lo(3 * lo_w, lo_h, 0), map(lo_w, lo_h, 0), all(w, h, 0, [](int, int) { return 1; });
+    ff::ipf_resize_nn(img, w, h, img.stride, 3, lo, lo_w, lo_h, lo.stride, 3, ff::ccn<3>());
+    map.fill([&](int x, int y) { return lo(3 * x + 1, y); });
+    const auto error = [&](const u8* where) {
+        Bytes out(w, h, 0);
+        usam_masked_c1(lo, lo_w, lo_h, lo.stride, map, lo_w, img, w, h, img.stride, where, w, out,
+                       w);
+        double sum = 0;
+        out.each([&](int x, int y) { sum += std::abs(out(x, y) - img(3 * x + 1, y)); });
+        return sum / (w * h);
+    };
+    const double guided = error(all);
+    all.fill([](int, int) { return 0; });
+    const double bilinear = error(all);
+    EXPECT_LT(guided, bilinear / 3) << "mean errors in levels";
+}
+
+TEST(Guided, opacity_is_interleaved_into_the_fourth_byte) {
+    Bytes bgr(9, 2, 2, [](int x, int y) { return 10 * y + x; });
+    Bytes alpha(3, 2, 1, [](int x, int y) { return 100 + 10 * y + x; }), out(12, 2, 3);
+    EXPECT_EQ(merge_c31(bgr, 3, 2, bgr.stride, alpha, alpha.stride, out, out.stride), bgr + 0);
+    out.each([&](int x, int y) {
+        EXPECT_EQ(out(x, y), 10 * y + (x % 4 < 3 ? x / 4 * 3 + x % 4 : 100 + x / 4));
+    });
+}
+
+TEST(Guided, null_pointers_and_sizes_too_small_write_nothing) {
+    Bytes img(12, 4, 0), map(4, 4, 0), out(16, 4, 0);
+    Ints idx(8, 4, 0, [](int, int) { return -1; });
+    Shorts wt(4, 4, 0);
+    const auto all = [&](const u8* i, int w, int h, const u8* lo, int lo_w, int lo_h, u8* dst) {
+        constexpr u8 label = Bytes::pattern;
+        short* const weights = dst ? &wt(0, 0) : nullptr;
+        usam_calc_weights_8u_c4(i, w, h, 12, map, 4, lo, lo_w, lo_h, 12, idx, 8, weights, 4, 3);
+        usam_update_weights(i, w, h, 12, map, 4, label, lo, lo_w, lo_h, 12, idx, 8, weights, 4);
+        usam_execute(i, w, h, 12, map, 4, label, lo, lo_w, lo_h, 12, map, dst, 4);
+        usam_masked_c1(lo, lo_w, lo_h, 12, map, 4, i, w, h, 12, map, 4, dst, 4);
+        usam_alpha(lo, lo_w, lo_h, 12, map, 4, i, w, h, 12, dst, 4);
+        EXPECT_EQ(merge_c31(i, w / 2, 4, 12, map, 4, w == 4 ? nullptr : dst, 16), i);
+    };
+    all(nullptr, 4, 4, img, 3, 3, out), all(img, 4, 4, nullptr, 3, 3, out);
+    all(img, 4, 4, img, 3, 3, nullptr);
+    for (int small : {1, 0, -7}) {
+        all(img, small, 4, img, 3, 3, out), all(img, 4, small, img, 3, 3, out);
+        all(img, 4, 4, img, 1 + small, 3, out), all(img, 4, 4, img, 3, 1 + small, out);
+    }
+    usam_update_weights(img, 4, 4, 12, nullptr, 4, 0, img, 3, 3, 12, idx, 8, wt, 4);
+    usam_execute(img, 4, 4, 12, nullptr, 4, 0, img, 3, 3, 12, map, out, 4);
+    EXPECT_EQ(out.payload(), Map(64, Bytes::pattern));
+    EXPECT_EQ(idx.payload(), std::vector<int>(32, -1));
+    EXPECT_EQ(wt.payload(), std::vector<short>(16, Shorts::pattern));
+}
+
+}  // namespace
