@@ -1,6 +1,6 @@
 # The library itself, shared and static, gathered from the objects of its folders.
 
-set(DSCM_LAYERS dscm_ff dscm_solver dscm_sampling dscm_edit dscm_trimap dscm_facade)
+set(DSCM_LAYERS dscm_ff dscm_solver dscm_sampling dscm_edit dscm_trimap dscm_color dscm_geoseg dscm_facade)
 foreach(layer ${DSCM_LAYERS})
   list(APPEND DSCM_OBJECTS $<TARGET_OBJECTS:${layer}>)
 endforeach()

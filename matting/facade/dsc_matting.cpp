@@ -74,3 +74,11 @@ void DSCMatting::SmoothBoundary(int smooth, int keep_components) {
 unsigned char* DSCMatting::GetAlpha(int* stride) { return impl_->GetAlpha(stride); }
 
 void DSCMatting::GetAlpha(unsigned char* dst, int dst_stride) { impl_->GetAlpha(dst, dst_stride); }
+
+unsigned char* DSCMatting::GetFImage(int* stride, int mode) {
+    return impl_->GetFImage(stride, mode);
+}
+
+void DSCMatting::GetFImage(unsigned char* dst, int dst_stride, int mode) {
+    impl_->GetFImage(dst, dst_stride, mode);
+}

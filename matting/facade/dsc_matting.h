@@ -8,16 +8,21 @@
 // In both, a trimap byte of exactly 128 is unknown. The translation inverts every byte but 128, so
 // a matte value of 127 or 128 comes back as 128.
 //
-// The solve runs on a working copy of the photograph: reduced so that the shorter side is about
-// max_size when both sides exceed it (a picture with one side up to max_size is never reduced), its
-// width rounded down to a multiple of 4. The result is carried back to full size along the
-// photograph's own colour edges.
+// The solve runs on a working copy of the photograph: reduced when both sides exceed max_size, so that
+// the longer side becomes it (a picture with one side up to max_size is never reduced); its width is
+// rounded down to a multiple of 4. The result is carried back to full size along the photograph's
+// own colour edges.
 //
 // Everything runs on the caller's thread. One object must not be used from two threads at once;
 // distinct objects share nothing. Nothing the caller passes is kept. A photograph needs about 16
-// bytes of memory a pixel as long as the object holds it. std::bad_alloc passes through every
-// method: from Init it leaves the object as freshly constructed, from the others with its last
-// alpha. Each solve prints "\nnp=<unknowns>" on standard output.
+// bytes of memory a pixel as long as the object holds it, 3 more from the first GetFImage on.
+//
+// std::bad_alloc passes through every method. From Init it leaves the object as freshly
+// constructed. From the others it leaves the photograph and its tables, so that the call can be
+// repeated; the alpha is then that of the last step that was reached. Where memory runs out inside
+// the sparse solver nothing is thrown: unknown pixels keep the value they had.
+//
+// Each solve prints "\nnp=<unknowns>" on standard output.
 #pragma once
 
 #ifndef DSCM_API
@@ -95,6 +100,21 @@ class DSCM_API DSCMatting {
 
     // Copies the current alpha to dst, photograph's size.
     void GetAlpha(unsigned char* dst, int dst_stride);
+
+    // The colour of the subject under the current alpha: 3 channels, photograph's size; *stride
+    // (may be null) receives its stride. Kept from call to call: mode < 0 computes it anew when a
+    // solve or SmoothBoundary changed the alpha (set_alpha does not count), mode 0 only when there
+    // is none yet, mode > 0 always. Owned by the object and valid until the next GetFImage or Init.
+    // Null, with nothing written, before Init.
+    //
+    // It is quick and soft: pixels that are not wholly subject get plain means of subject pixels
+    // nearby. To cut the subject out or to put it on another background use the high side of
+    // mat_estimate_fb_color (matting/color/fb_color.h) with the matte in the caller convention,
+    // which picks for every mixed pixel the colour that explains it.
+    unsigned char* GetFImage(int* stride, int mode);
+
+    // The same, copied to dst, 3 channels. Nothing when dst is null.
+    void GetFImage(unsigned char* dst, int dst_stride, int mode);
 
   private:
     DSCMattingImpl* impl_;

@@ -7,6 +7,7 @@
 
 #include "ff/raster.h"
 #include "ff/scratch.h"
+#include "matting/color/fb_color.h"
 #include "matting/edit/cleanup.h"
 #include "matting/sampling/usam.h"
 #include "matting/solver/mat_solve.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr int grey_format = 0x111, colour_format = 0x311;
 constexpr int row_alignment = 4;
 constexpr unsigned char unknown_value = 128;
+constexpr unsigned char lowest_mixed = 1, highest_mixed = 253;  // of the colour estimate
 constexpr int search_mode = 3;  // guided upsampling among 3 x 3 working pixels
 
 bool is_empty(const ff::FVTImage& image) {
@@ -51,6 +53,8 @@ void DSCMattingImpl::Init(const u8* img, int w, int h, int stride, const u8* seg
     try {
         up_weights.reset();
         up_index.reset();
+        fg_image.Clear();
+        fg_stale = true;
         width = w;
         height = h;
         image.Reset(w, h, colour_format, row_alignment);
@@ -73,7 +77,7 @@ void DSCMattingImpl::Init(const u8* img, int w, int h, int stride, const u8* seg
 }
 
 void DSCMattingImpl::forget() {
-    for (ff::FVTImage* i : {&image, &alpha, &work_image, &work_alpha, &seg_trimap, &work_trimap})
+    for (ff::FVTImage* i : {&image, &alpha, &fg_image, &work_image, &work_alpha, &seg_trimap, &work_trimap})
         i->Clear();
     up_weights.reset();
     up_index.reset();
@@ -95,12 +99,12 @@ void DSCMattingImpl::choose_working_size(int max_size) {
     work_width = width;
     work_height = height;
     if (width > max_size && height > max_size) {
-        const double s = std::min(double(max_size) / width, double(max_size) / height);
+        const double limit = std::max(max_size, 0);
+        const double s = std::min(limit / width, limit / height);
         work_height = int(s * height + 0.5);
         work_width = int(s * width + 0.5);
     }
-    work_height = std::max(work_height, 0);
-    work_width = std::max(work_width, 0) & ~3;
+    work_width &= ~3;
 }
 
 // With a width that is a multiple of 4, strides equal widths; the solver and the interpolation rely
@@ -180,6 +184,7 @@ void DSCMattingImpl::solve() {
 
 void DSCMattingImpl::SmoothBoundary(int smooth, int keep_components) {
     if (is_empty(alpha)) return;
+    fg_stale = true;
     mat_smooth_boundary(alpha.data, alpha.width, alpha.height, alpha.stride, alpha.data,
                         alpha.stride, smooth);
     if (keep_components >= 1)
@@ -194,4 +199,31 @@ DSCMattingImpl::u8* DSCMattingImpl::GetAlpha(int* stride) {
 void DSCMattingImpl::GetAlpha(u8* dst, int dst_stride) {
     if (is_empty(alpha)) return;
     ff::ipf_memcpy_2d(alpha.data, alpha.width, alpha.height, alpha.stride, dst, dst_stride);
+}
+
+// In the internal convention the subject is the low side.
+void DSCMattingImpl::estimate_fg_image() {
+    fg_image.ResetIf(width, height, colour_format);
+    try {
+        mat_estimate_fb_color(image.data, width, height, image.stride, alpha.data, alpha.stride,
+                              fg_image.data, fg_image.stride, nullptr, 0, lowest_mixed,
+                              highest_mixed);
+    } catch (...) {
+        fg_image.Clear();  // not to be taken for an estimate
+        throw;
+    }
+    fg_stale = false;
+}
+
+DSCMattingImpl::u8* DSCMattingImpl::GetFImage(int* stride, int mode) {
+    if (is_empty(image)) return nullptr;
+    const bool is_there = fg_image.width == image.width && fg_image.height == image.height;
+    if (!is_there || mode > 0 || (mode < 0 && fg_stale)) estimate_fg_image();
+    if (stride) *stride = fg_image.stride;
+    return fg_image.data;
+}
+
+void DSCMattingImpl::GetFImage(u8* dst, int dst_stride, int mode) {
+    if (!dst || !GetFImage(nullptr, mode)) return;
+    ff::ipf_memcpy_2d(fg_image.data, 3 * width, height, fg_image.stride, dst, dst_stride);
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "ff/image.h"
+#include "matting/geoseg/geoseg.h"
 
 class DSCMattingImpl {
   public:
@@ -25,6 +26,8 @@ class DSCMattingImpl {
     void SmoothBoundary(int smooth, int keep_components);
     u8* GetAlpha(int* stride);
     void GetAlpha(u8* dst, int dst_stride);
+    u8* GetFImage(int* stride, int mode);
+    void GetFImage(u8* dst, int dst_stride, int mode);
 
     // Whether (w, h) is the size of a photograph that Init has taken.
     bool is_size(int w, int h) const { return w == width && h == height && width > 0; }
@@ -46,13 +49,17 @@ class DSCMattingImpl {
     void make_tables();
     bool can_solve() const;
     void solve();
+    void estimate_fg_image();
     void refine_with(const u8* guide, int guide_stride, u8* out, int out_stride, int smooth,
                      int keep_components);
 
     ff::FVTImage image;  // 3 channels, full resolution
     ff::FVTImage alpha;  // full resolution; the trimap before the first solve
     ff::FVTImage spare_image_a;
+    ff::FVTImage fg_image;  // 3 channels: the subject's colour, as of the last GetFImage
     ff::FVTImage spare_image_b;
+    GeoSeg geo_seg;
+    bool fg_stale = true;  // alpha was solved or smoothed since
     int width = 0, height = 0;
     ff::FVTImage work_image;   // 3 channels, working resolution
     ff::FVTImage work_alpha;   // the solver's output

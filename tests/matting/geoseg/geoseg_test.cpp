@@ -1,0 +1,207 @@
+#include "matting/geoseg/geoseg.h"
+
+#include <cmath>
+
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+using Distances = GuardedRaster<unsigned>;
+using Floats = GuardedRaster<float>;
+constexpr unsigned unreached = 100000000;
+
+int colour_cost(Bytes& img, int step, int x, int y, int x2, int y2) {
+    int cost = 0;
+    for (int c = 0; c < 3; ++c) {
+        const int d = img(step * x + c, y) - img(step * x2 + c, y2);
+        cost += d * d;
+    }
+    return cost;
+}
+
+// The sweeps in the words of their definition, over neighbours within `reach` and links of
+// cost(x, y, x2, y2). More rounds than one leave nothing out and end at the shortest paths.
+template <class Cost>
+std::vector<unsigned> sweeps(Bytes& seeds, u8 label, int reach, int rounds, Cost cost) {
+    const int w = seeds.w, h = seeds.h, first = rounds > 1 ? 0 : reach;
+    std::vector<unsigned> d(std::size_t(w * h), unreached);
+    if (w <= reach || h <= reach) return d;
+    const int directions[4][2] = {{1, 1}, {-1, -1}, {-1, 1}, {1, -1}};
+    const auto visit = [&](int x, int y, int sx, int sy) {
+        unsigned& own = d[std::size_t(y * w + x)];
+        for (int dy = 0; dy <= reach; ++dy)
+            for (int dx = -reach; dx <= reach; ++dx) {
+                const int x2 = x - sx * dx, y2 = y - sy * dy;
+                const bool behind = dy > 0 ? reach == 2 || dx == 0 : dx > 0;
+                if (!behind || x2 < 0 || x2 >= w || y2 < 0 || y2 >= h) continue;
+                own = std::min(own, d[std::size_t(y2 * w + x2)] + cost(x, y, x2, y2));
+            }
+        if (seeds(x, y) == label) own = 0;
+        if (reach == 2 && seeds(x, y) != label && seeds(x, y) != 0) own = unreached;
+    };
+    for (int pass = 0; pass < 4 * rounds; ++pass)
+        for (int j = first; j < h; ++j)
+            for (int i = first; i < w; ++i) {
+                const auto& [sx, sy] = directions[pass % 4];
+                visit(sx > 0 ? i : w - 1 - i, sy > 0 ? j : h - 1 - j, sx, sy);
+            }
+    return d;
+}
+
+TEST(Geodesic, distances_are_those_of_the_four_sweeps) {
+    Random random(5);
+    for (int n = 0; n < 80; ++n) {
+        const int w = random.between(1, 14), h = random.between(1, 11), step = 3 + n % 2;
+        // Full range wraps the 16 bits of a cost; almost flat pictures clamp a scaled one.
+        const int rare = n % 4 == 3 ? 400 : 1, top = n % 4 == 1 ? 2 : 255;
+        Bytes img(step * w, h, n % 3,
+                  [&](int, int) { return random.below(rare) ? 7 : random.below(top + 1); });
+        Bytes seeds(w, h, n % 5, [&](int, int) { return std::max(0, random.below(16) - 12); });
+        Distances four(w, h, n % 4), many(w, h, n % 2);
+        const u8 label = u8(random.between(0, 2));
+        GeoSeg plain;
+        ASSERT_EQ(plain.SetImage(img, w, h, img.stride, step), 0);
+        plain.GetDist(seeds, seeds.stride, four, four.stride, label);
+        const auto wrapped = [&](int x, int y, int x2, int y2) {
+            return std::max(unsigned(colour_cost(img, step, x, y, x2, y2) % 65536), 1u);
+        };
+        EXPECT_EQ(four.payload(), sweeps(seeds, label, 1, 1, wrapped)) << n;
+
+        double sum = 0;
+        seeds.each([&](int x, int y) {
+            for (int k = 0; k < 12; ++k) {
+                const int x2 = x + k % 5 - 2, y2 = y + k / 5 - 2;
+                if (x2 >= 0 && x2 < w && y2 >= 0) sum += colour_cost(img, step, x, y, x2, y2);
+            }
+        });
+        const auto scaled = [&](int x, int y, int x2, int y2) {
+            const double scale = sum > 0 ? 128 / (sum / (w * 12 * h)) : 0;
+            const double q = colour_cost(img, step, x, y, x2, y2) * scale;
+            return unsigned(std::clamp(q, 1.0, 65535.0));
+        };
+        GeoSegN24 wide;
+        ASSERT_EQ(wide.SetImage(img, w, h, img.stride, step, nullptr), 0);
+        wide.GetDist(seeds, seeds.stride, many, many.stride, label);
+        EXPECT_EQ(many.payload(), sweeps(seeds, label, 2, 1, scaled)) << n;
+    }
+}
+
+TEST(Geodesic, monotone_paths_are_the_shortest_and_winding_ones_are_not_found) {
+    Random random(6);
+    for (int n = 0; n < 21; ++n) {
+        // Colours that depend on the column in one channel and on the row in another: no path is
+        // shorter than the monotone ones. At last a corridor between walls, there and back.
+        const bool winding = n == 20;
+        const int w = winding ? 11 : random.between(3, 20), h = winding ? 9 : random.between(3, 20);
+        Bytes columns(w, 1, 0, noise(random)), rows(h, 1, 0, noise(random));
+        Bytes seeds(w, h, 0, [](int x, int y) { return x == 1 && y == 1; });
+        if (!winding) seeds(random.between(1, w - 2), random.between(1, h - 2)) = 1;
+        Bytes img(3 * w, h, 0, [&](int x, int y) {
+            const int gap = y % 4 == 2 ? 9 : 1;
+            if (winding) return (y % 2 && x / 3 > 0 && x / 3 < 10) || x / 3 == gap ? 0 : 90;
+            return x % 3 == 0 ? int(columns(x / 3, 0)) : x % 3 == 1 ? int(rows(y, 0)) : 9;
+        });
+        const auto shortest = sweeps(seeds, 1, 1, 9, [&](int x, int y, int x2, int y2) {
+            return unsigned(std::max(colour_cost(img, 3, x, y, x2, y2), 1));
+        });
+        Distances dist(w, h, 0);
+        GeoSeg geo;
+        geo.SetImage(img, w, h, img.stride, 3);
+        geo.GetDist(seeds, w, dist, w, 1);
+        if (winding)
+            EXPECT_GT(dist(1, 7), shortest[7 * 11 + 1]);
+        else
+            EXPECT_EQ(dist.payload(), shortest) << n;
+    }
+}
+
+// A flat picture with one seed of label 2 and a wall of label 1, two pixels thick, to its right.
+struct Walled {
+    Bytes img{36, 9, 2, [](int, int) { return 50; }};
+    Bytes seeds{12, 9, 1, [](int x, int y) { return x == 3 && y == 4 ? 2 : x / 2 == 3; }};
+    Distances dist{12, 9, 3};
+    Floats prob{12, 9, 2}, swapped{12, 9, 2};
+    Bytes map{12, 9, 0};
+    GeoSeg four;
+    GeoSegN24 many;
+    void set(const u8* data, int w, int h, int step, int result) {
+        EXPECT_EQ(four.SetImage(data, w, h, img.stride, step), result);
+        EXPECT_EQ(many.SetImage(data, w, h, img.stride, step, nullptr), result);
+    }
+};
+
+TEST(Geodesic, other_seeds_are_barriers_for_24_neighbours_only) {
+    Walled f;
+    f.set(f.img, 12, 9, 3, 0);
+    f.four.GetDist(f.seeds, 13, f.dist, 15, 2);
+    f.dist.each([&](int x, int y) {
+        EXPECT_EQ(f.dist(x, y), unsigned(std::abs(x - 3) + std::abs(y - 4)));
+    });
+    f.many.GetDist(f.seeds, 13, f.dist, 15, 2);
+    f.many.GetProb(f.seeds, 13, nullptr, 0, 2, f.map);
+    f.dist.each([&](int x, int y) {
+        const int steps = (std::max(std::abs(x - 3), std::abs(y - 4)) + 1) / 2;
+        EXPECT_EQ(f.dist(x, y), x < 6 ? unsigned(steps) : unreached) << x << ',' << y;
+        EXPECT_EQ(f.map(x, y), x < 6 ? 0 : 254) << "the largest distance is made odd";
+    });
+}
+
+TEST(Geodesic, probabilities_of_swapped_labels_sum_to_one) {
+    Walled f;
+    Random random(7);
+    f.img.fill(noise(random));
+    f.set(f.img, 12, 9, 3, 0);
+    Bytes other(12, 9, 1, [&](int x, int y) { return (3 - f.seeds(x, y)) % 3; });
+    Bytes none(12, 9, 1, [](int, int) { return 0; });
+    for (bool many : {false, true}) {
+        const auto get = [&](const u8* seeds, float* prob) {
+            many ? f.many.GetProb(seeds, 13, prob, 14, 3, nullptr)
+                 : f.four.GetProb(seeds, 13, prob, 14);
+        };
+        get(f.seeds, f.prob), get(other, f.swapped);
+        f.prob.each([&](int x, int y) {
+            EXPECT_NEAR(f.prob(x, y) + f.swapped(x, y), 1.0f, 1e-6f);
+            const int seed = f.seeds(x, y);
+            EXPECT_TRUE(!seed || f.prob(x, y) == float(seed - 1)) << x << ',' << y;
+        });
+        get(none, f.prob);
+        EXPECT_EQ(f.prob.payload(), std::vector<float>(12 * 9, 0.5f));
+    }
+}
+
+TEST(Geodesic, nothing_is_written_without_an_image) {
+    Walled f;
+    const auto query = [&](const u8* seeds) {
+        f.four.GetDist(seeds, 13, f.dist, 15, 1), f.four.GetProb(seeds, 13, f.prob, 14);
+        f.many.GetDist(seeds, 13, f.dist, 15, 1);
+        for (int mode : {1, 3}) f.many.GetProb(seeds, 13, f.prob, 14, mode, f.map);
+    };
+    query(f.seeds);
+    for (int bad = 0; bad < 4; ++bad) {
+        f.set(f.img, 12, 9, 3, 0);
+        query(nullptr);
+        f.many.GetProb(f.seeds, 13, f.prob, 14, 4, f.map);
+        f.set(bad ? &f.img(0, 0) : nullptr, bad == 1 ? 0 : 12, bad == 2 ? -1 : 9, bad == 3 ? 2 : 3,
+              -1);
+        query(f.seeds);
+    }
+    EXPECT_EQ(f.dist.payload(), std::vector<unsigned>(12 * 9, Distances::pattern));
+    EXPECT_EQ(f.prob.payload(), std::vector<float>(12 * 9, Floats::pattern));
+    EXPECT_EQ(f.map.payload(), Map(12 * 9, Bytes::pattern));
+}
+
+TEST(Geodesic, rows_lie_right_beyond_two_gigabytes) {
+    FarRows img, seeds;
+    Distances dist(4, 4, 0);
+    seeds(2, 3) = 1, img(3 * 2, 2) = 5;
+    GeoSeg four;
+    four.SetImage(img, 4, 4, FarRows::stride, 3);
+    four.GetDist(seeds, FarRows::stride, dist, 4, 1);
+    EXPECT_EQ(dist(2, 2), 25u);
+    GeoSegN24 many;
+    many.SetImage(img, 4, 4, FarRows::stride, 3, nullptr);
+    many.GetDist(seeds, FarRows::stride, dist, 4, 1);
+    EXPECT_TRUE(dist(2, 3) == 0 && dist(1, 1) == 1);
+}
+
+}  // namespace
