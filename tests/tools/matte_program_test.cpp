@@ -74,7 +74,7 @@ class MatteProgram : public ScratchDir {
 
     // In the scratch directory, with plain words for arguments.
     Result run(const std::string& arguments, const std::string& before = "") const {
-        const std::string command = "cd " + dir_.string() + " && " + before + " " DSCM_MATTE " " +
+        const std::string command = "cd " + dir_.string() + " && " + before + " '" DSCM_MATTE "' " +
                                     arguments + " >.out 2>.err";
         const int status = std::system(command.c_str());
         const Bytes out = get(path(".out")), err = get(path(".err"));
