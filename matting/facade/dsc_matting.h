@@ -8,10 +8,10 @@
 // In both, a trimap byte of exactly 128 is unknown. The translation inverts every byte but 128, so
 // a matte value of 127 or 128 comes back as 128.
 //
-// The solve runs on a working copy of the photograph: reduced when both sides exceed max_size, so that
-// the longer side becomes it (a picture with one side up to max_size is never reduced); its width is
-// rounded down to a multiple of 4. The result is carried back to full size along the photograph's
-// own colour edges.
+// The solve runs on a working copy of the photograph: reduced when both sides exceed max_size, so
+// that the longer side becomes it (a picture with one side up to max_size is never reduced); its
+// width is rounded down to a multiple of 4. The result is carried back to full size along the
+// photograph's own colour edges.
 //
 // Everything runs on the caller's thread. One object must not be used from two threads at once;
 // distinct objects share nothing. Nothing the caller passes is kept. A photograph needs about 16

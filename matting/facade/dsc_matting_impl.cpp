@@ -77,7 +77,8 @@ void DSCMattingImpl::Init(const u8* img, int w, int h, int stride, const u8* seg
 }
 
 void DSCMattingImpl::forget() {
-    for (ff::FVTImage* i : {&image, &alpha, &fg_image, &work_image, &work_alpha, &seg_trimap, &work_trimap})
+    for (ff::FVTImage* i :
+         {&image, &alpha, &fg_image, &work_image, &work_alpha, &seg_trimap, &work_trimap})
         i->Clear();
     up_weights.reset();
     up_index.reset();

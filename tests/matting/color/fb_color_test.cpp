@@ -147,8 +147,8 @@ TEST(FbColor, known_smooth_colours_come_back_and_reproduce_the_picture) {
         changed += (a < 1 || a > 253) && (l != i || u != i);
         if (a < 1 || a > 253) return;
         if (a < 40) worst_mix = std::max(worst_mix, std::abs(((255 - a) * l + a * u) / 255 - i));
-        const double wanted = (1 - weight[a]) * i + weight[a] * high_at(x, y);
-        high_error += a * std::abs(u - wanted);
+        const float wanted = (1 - weight[a]) * float(i) + weight[a] * float(high_at(x, y));
+        high_error += double(float(a) * std::abs(float(u) - wanted));
         own_high_error += a * std::abs(i - high_at(x, y));
         low_error += (255 - a) * std::abs(l - low_at(x, y));
         own_low_error += (255 - a) * std::abs(i - low_at(x, y));
