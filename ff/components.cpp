@@ -13,6 +13,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <numeric>
 
 #include "ff/components_color.h"
 
@@ -27,22 +28,26 @@ struct runs {
     std::unique_ptr<int[]> parent;  // union-find; later the component number
     std::unique_ptr<int[]> first;   // index of the first run of every row, h + 1 entries
 
+    int count(int y) const { return first[std::size_t(y) + 1] - first[std::size_t(y)]; }
     int end(int run, int y) const {
         return run + 1 < first[std::size_t(y) + 1] ? start[std::size_t(run) + 1] : w;
     }
 };
 
-std::ptrdiff_t count_runs(const u8* row, int w) {
-    std::ptrdiff_t n = 1;
+int count_runs(const u8* row, int w) {
+    int n = 1;
     for (int x = 1; x < w; ++x) n += row[x] != row[x - 1];
     return n;
 }
+
+// Rows of noise, in which every few pixels a run ends, are walked pixel by pixel without a branch
+// on what is found; others from run to run.
+bool is_busy(int runs_of_row, int w) { return runs_of_row > w / 16; }
 
 // First column from x on whose byte is not row[x]; eight bytes at a time, since rows of masks are
 // long runs.
 int run_end(const u8* row, int x, int w) {
     const u8 value = row[x];
-    if (x + 1 < w && row[x + 1] != value) return x + 1;  // noise
     std::uint64_t pattern, eight;
     std::memset(&pattern, value, sizeof pattern);
     for (; x + 8 <= w; x += 8) {
@@ -69,26 +74,37 @@ void join(int* parent, int a, int b) {
     if (b < a) parent[a] = b;
 }
 
-bool list_runs(const u8* img, int stride, runs& r) {
-    std::ptrdiff_t total = 0;
-    for (int y = 0; y < r.h; ++y) total += count_runs(img + std::ptrdiff_t(y) * stride, r.w);
-    if (total > INT_MAX) return false;
-    r.start.reset(new (std::nothrow) int[std::size_t(total)]);
-    r.parent.reset(new (std::nothrow) int[std::size_t(total)]);
-    r.first.reset(new (std::nothrow) int[std::size_t(r.h) + 1]);
-    if (!r.start || !r.parent || !r.first) return false;
-
-    int n = 0;
-    for (int y = 0; y < r.h; ++y) {
-        const u8* row = img + std::ptrdiff_t(y) * stride;
-        r.first[std::size_t(y)] = n;
-        for (int x = 0; x < r.w; x = run_end(row, x, r.w)) {
-            r.start[std::size_t(n)] = x;
-            r.parent[std::size_t(n)] = n;
-            ++n;
-        }
+// The columns at which the runs of a row start. Room for one more is needed.
+void list_starts(const u8* row, int w, int runs_of_row, int* start) {
+    if (!is_busy(runs_of_row, w)) {
+        for (int x = 0; x < w; x = run_end(row, x, w)) *start++ = x;
+        return;
     }
-    r.first[std::size_t(r.h)] = n;
+    int n = 0;
+    start[n++] = 0;
+    for (int x = 1; x < w; ++x) {
+        start[n] = x;
+        n += row[x] != row[x - 1];
+    }
+}
+
+bool list_runs(const u8* img, int stride, runs& r) {
+    r.first.reset(new (std::nothrow) int[std::size_t(r.h) + 1]);
+    if (!r.first) return false;
+    std::ptrdiff_t total = 0;
+    for (int y = 0; y < r.h; ++y) {
+        r.first[std::size_t(y)] = int(total);
+        total += count_runs(img + std::ptrdiff_t(y) * stride, r.w);
+        if (total > INT_MAX) return false;
+    }
+    r.first[std::size_t(r.h)] = int(total);
+    r.start.reset(new (std::nothrow) int[std::size_t(total) + 1]);
+    r.parent.reset(new (std::nothrow) int[std::size_t(total)]);
+    if (!r.start || !r.parent) return false;
+    for (int y = 0; y < r.h; ++y)
+        list_starts(img + std::ptrdiff_t(y) * stride, r.w, r.count(y),
+                    r.start.get() + r.first[std::size_t(y)]);
+    std::iota(r.parent.get(), r.parent.get() + total, 0);
     return true;
 }
 
@@ -118,14 +134,18 @@ int number_components(runs& r) {
     return n;
 }
 
-// Runs of a few pixels, as in noise, are written without setting up a block fill.
-void fill_run(int* begin, int* end, int label) {
-    if (end - begin > 8) {
-        std::fill(begin, end, label);
+void write_labels(const u8* row, const runs& r, int y, int* labels) {
+    const int* label = r.parent.get() + r.first[std::size_t(y)];
+    if (is_busy(r.count(y), r.w)) {
+        labels[0] = *label;
+        for (int x = 1; x < r.w; ++x) {
+            label += row[x] != row[x - 1];
+            labels[x] = *label;
+        }
         return;
     }
-    do *begin++ = label;
-    while (begin < end);
+    for (int i = r.first[std::size_t(y)]; i < r.first[std::size_t(y) + 1]; ++i)
+        std::fill(labels + r.start[std::size_t(i)], labels + r.end(i, y), *label++);
 }
 
 }  // namespace
@@ -137,11 +157,9 @@ int ipf_connected_component(const unsigned char* img, int w, int h, int stride, 
     if (!list_runs(img, stride, r)) return 0;
     for (int y = 1; y < h; ++y) join_rows(img, stride, r, y);
     const int n = number_components(r);
-    for (int y = 0; y < h; ++y) {
-        int* row = labels + std::ptrdiff_t(y) * label_stride;
-        for (int i = r.first[std::size_t(y)]; i < r.first[std::size_t(y) + 1]; ++i)
-            fill_run(row + r.start[std::size_t(i)], row + r.end(i, y), r.parent[std::size_t(i)]);
-    }
+    for (int y = 0; y < h; ++y)
+        write_labels(img + std::ptrdiff_t(y) * stride, r, y,
+                     labels + std::ptrdiff_t(y) * label_stride);
     return n;
 }
 

@@ -210,14 +210,43 @@ struct window {
     }
 };
 
+// Takes the row `in` into the column sums and lets the row `out` go; either may be null.
 template <class S>
-void add_row(const S* row, std::uint32_t* sums, std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) sums[i] += std::uint32_t(row[i]);
+DSCM_KERNEL void slide_row(const S* in, const S* out, std::uint32_t* sums, std::ptrdiff_t n) {
+    if (in && out) {
+        for (std::ptrdiff_t i = 0; i < n; ++i)
+            sums[i] += std::uint32_t(in[i]) - std::uint32_t(out[i]);
+    } else if (in) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) sums[i] += std::uint32_t(in[i]);
+    } else if (out) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) sums[i] -= std::uint32_t(out[i]);
+    }
 }
 
+#ifdef DSCM_HAS_AVX2
 template <class S>
-void subtract_row(const S* row, std::uint32_t* sums, std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) sums[i] -= std::uint32_t(row[i]);
+DSCM_AVX2 void slide_row_avx2(const S* in, const S* out, std::uint32_t* sums, std::ptrdiff_t n) {
+    slide_row(in, out, sums, n);
+}
+#endif
+
+template <class S>
+void slide_row_best(const S* in, const S* out, std::uint32_t* sums, std::ptrdiff_t n) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return slide_row_avx2(in, out, sums, n);
+#endif
+    slide_row(in, out, sums, n);
+}
+
+// Prefix sums per channel; one channel keeps the last in a register.
+void accumulate(const std::uint32_t* columns, std::uint32_t* prefix, std::ptrdiff_t n,
+                int channels) {
+    if (channels > 1) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) prefix[i + channels] = prefix[i] + columns[i];
+        return;
+    }
+    std::uint32_t sum = prefix[0];
+    for (std::ptrdiff_t i = 0; i < n; ++i) prefix[i + 1] = sum += columns[i];
 }
 
 // Window sums of one row from its column sums: differences of prefix sums. `columns` and `prefix`
@@ -225,7 +254,7 @@ void subtract_row(const S* row, std::uint32_t* sums, std::ptrdiff_t n) {
 void sum_along_row(const std::uint32_t* columns, std::uint32_t* prefix, const axis& x, int channels,
                    std::uint32_t* out) {
     const std::ptrdiff_t n = (std::ptrdiff_t(x.before) + x.n + x.after) * channels;
-    for (std::ptrdiff_t i = 0; i < n; ++i) prefix[i + channels] = prefix[i] + columns[i];
+    accumulate(columns, prefix, n, channels);
     const auto at = [=](std::int64_t column) { return prefix + (column + x.before) * channels; };
     const auto one = [&](int i) {
         const std::uint32_t* low = at(x.first(i));
@@ -262,8 +291,11 @@ void for_each_row_of_sums(const S* src, int stride, int channels, const window& 
 
     int begin = win.y.first(0), end = begin;  // rows begin .. end - 1 are in the column sums
     for (int y = 0; y < win.y.n; ++y) {
-        for (; end <= win.y.last(y); ++end) add_row(source_row(end), columns.get(), n);
-        for (; begin < win.y.first(y); ++begin) subtract_row(source_row(begin), columns.get(), n);
+        while (end <= win.y.last(y) || begin < win.y.first(y)) {
+            const S* in = end <= win.y.last(y) ? source_row(end++) : nullptr;
+            const S* out = begin < win.y.first(y) ? source_row(begin++) : nullptr;
+            slide_row_best(in, out, columns.get(), n);
+        }
         sum_along_row(columns.get(), prefix.get(), win.x, channels, sums.get());
         row(y, sums.get());
     }

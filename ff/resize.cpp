@@ -43,13 +43,17 @@ struct bilinear_axis {
     }
 };
 
-// One source row interpolated to the destination's columns: dst_w * channels floats.
-void stretch_row(const u8* src, const bilinear_axis& columns, int dst_w, int channels, float* out) {
-    for (int x = 0; x < dst_w; ++x) {
+// One source row interpolated to the destination's columns x0 .. x1 - 1. C is the number of
+// channels, or 0 for the one given.
+template <int C>
+void stretch_row(const u8* src, const bilinear_axis& columns, int x0, int x1, int channels,
+                 float* out) {
+    const int n = C ? C : channels;
+    for (int x = x0; x < x1; ++x, out += n) {
         const u8* a = src + columns.left[std::size_t(x)];
         const u8* b = src + columns.right[std::size_t(x)];
         const float fx = columns.frac[std::size_t(x)];
-        for (int c = 0; c < channels; ++c) *out++ = fx * float(b[c] - a[c]) + float(a[c]);
+        for (int c = 0; c < n; ++c) out[c] = fx * float(b[c] - a[c]) + float(a[c]);
     }
 }
 
@@ -78,6 +82,34 @@ void blend_rows(const float* top, const float* bottom, float fy, u8* dst, int ds
     for (int x = 0; x < dst_w; ++x, dst += dst_step)
         for (int c = 0; c < channels; ++c, ++top, ++bottom)
             dst[c] = u8(int(*top + fy * (*bottom - *top)));
+}
+
+// Destination columns that are resized together: two rows of floats stay in the first-level cache.
+constexpr int strip_columns = 1024;
+
+// Columns x0 .. x1 - 1 of every destination row; dst points at column x0. The two lines hold one
+// source row each, stretched; a row is stretched once as long as the rows go downwards.
+void resize_strip(const u8* src, int src_stride, const bilinear_axis& columns,
+                  const bilinear_axis& rows, int x0, int x1, u8* dst, int dst_h, int dst_stride,
+                  int dst_step, int channels, float* top, float* bottom) {
+    int top_row = -1, bottom_row = -1;  // the source rows that the two lines hold
+    const auto stretch_samples = channels == 1   ? stretch_row<1>
+                                 : channels == 3 ? stretch_row<3>
+                                                 : stretch_row<0>;
+    const auto stretch = [&](int row, float* line) {
+        stretch_samples(src + std::ptrdiff_t(row) * src_stride, columns, x0, x1, channels, line);
+    };
+    for (int y = 0; y < dst_h; ++y, dst += dst_stride) {
+        const int want_top = rows.left[std::size_t(y)];
+        const int want_bottom = rows.right[std::size_t(y)];
+        if (want_top == bottom_row) {
+            std::swap(top, bottom);
+            std::swap(top_row, bottom_row);
+        }
+        if (want_top != top_row) stretch(top_row = want_top, top);
+        if (want_bottom != bottom_row) stretch(bottom_row = want_bottom, bottom);
+        blend_rows(top, bottom, rows.frac[std::size_t(y)], dst, x1 - x0, dst_step, channels);
+    }
 }
 
 }  // namespace
@@ -143,27 +175,12 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
     if (!src || !dst || src_w < 1 || src_h < 1 || dst_w < 1 || dst_h < 1 || channels < 1) return;
     const bilinear_axis columns(src_w, dst_w, src_pixel_step);
     const bilinear_axis rows(src_h, dst_h, 1);
-    const std::size_t row_floats = std::size_t(dst_w) * std::size_t(channels);
-    const auto lines = std::make_unique<float[]>(2 * row_floats);
-    float* top = lines.get();
-    float* bottom = top + row_floats;
-    int top_row = -1, bottom_row = -1;  // the source rows that the two lines hold
-
-    const auto stretch = [&](int row, float* line) {
-        stretch_row(src + std::ptrdiff_t(row) * src_stride, columns, dst_w, channels, line);
-    };
-    for (int y = 0; y < dst_h; ++y) {
-        const int want_top = rows.left[std::size_t(y)];
-        const int want_bottom = rows.right[std::size_t(y)];
-        if (want_top == bottom_row) {
-            std::swap(top, bottom);
-            std::swap(top_row, bottom_row);
-        }
-        if (want_top != top_row) stretch(top_row = want_top, top);
-        if (want_bottom != bottom_row) stretch(bottom_row = want_bottom, bottom);
-        blend_rows(top, bottom, rows.frac[std::size_t(y)], dst + std::ptrdiff_t(y) * dst_stride,
-                   dst_w, dst_pixel_step, channels);
-    }
+    const int strip = std::min(strip_columns, dst_w);
+    const auto lines = std::make_unique<float[]>(2 * std::size_t(strip) * std::size_t(channels));
+    for (int x0 = 0; x0 < dst_w; x0 += strip)
+        resize_strip(src, src_stride, columns, rows, x0, std::min(x0 + strip, dst_w),
+                     dst + std::ptrdiff_t(x0) * dst_pixel_step, dst_h, dst_stride, dst_pixel_step,
+                     channels, lines.get(), lines.get() + std::ptrdiff_t(strip) * channels);
 }
 
 template void ipf_resize_bl<unsigned char, unsigned char>(const unsigned char*, int, int, int, int,
