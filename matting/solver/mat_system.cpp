@@ -107,7 +107,7 @@ class assembly {
     void make_pattern();
     bool same_column(const mat_data& previous, const int* follower_of, int k, int p) const;
     void mark_inside_reused();
-    void add_window(int x, int y, const float* colours, double* sums) const;
+    void add_window(int x, int y, const lane_weights& weights, int lane);
 
     std::ptrdiff_t at(int x, int y) const { return std::ptrdiff_t(y) * w_ + x; }
     // Place of unknown k in the planes of the working rectangle.
@@ -234,32 +234,37 @@ void assembly::mark_inside_reused() {
                  u8(inside_reused));
 }
 
-void assembly::add_window(int x, int y, const float* colours, double* sums) const {
+// Adds the weights of the window centred on (x, y); they stand in the given lane.
+void assembly::add_window(int x, int y, const lane_weights& weights, int lane) {
     const int stride = record_.index_stride;
-    const float* corner = colours + 3 * at(x - 1, y - 1);
     const int* index = record_.index_map + std::ptrdiff_t(y - 1) * stride + (x - 1);
-    double weights[pair_count];
-    pair_weights(corner, corner + 3 * std::ptrdiff_t(w_), corner + 6 * std::ptrdiff_t(w_), weights);
     double* own[9];  // the accumulators of the window's pixels
     for (int i = 0; i < 9; ++i) {
         const int k = index[std::ptrdiff_t(i / 3) * stride + i % 3];
-        own[i] = sums + std::ptrdiff_t(k < 0 ? record_.n : k) * slot_count;
+        own[i] = sums_.get() + std::ptrdiff_t(k < 0 ? record_.n : k) * slot_count;
     }
     for (int p = 0; p < pair_count; ++p)
-        own[window_pairs[std::size_t(p)].i][window_pairs[std::size_t(p)].slot] += weights[p];
+        own[window_pairs[std::size_t(p)].i][window_pairs[std::size_t(p)].slot] += weights[p][lane];
 }
 
 void assembly::add_windows() {
-    const auto colours = make_scratch<float>(w_, 3 * std::ptrdiff_t(h_));
-    colours_to_float(
+    const colour_planes colours(
         image_ + std::ptrdiff_t(area_.y0) * image_stride_ + 3 * std::ptrdiff_t(area_.x0), w_, h_,
-        image_stride_, colours.get());
+        image_stride_);
     sums_ = make_scratch<double>(std::ptrdiff_t(record_.n) + 1, slot_count);
     std::fill_n(sums_.get(), (std::ptrdiff_t(record_.n) + 1) * slot_count, 0.0);
-    for (int y = 1; y < h_ - 1; ++y)
-        for (int x = 1; x < w_ - 1; ++x)
-            if (labels_[std::size_t(at(x, y))] > inside_reused)
-                add_window(x, y, colours.get(), sums_.get());
+    lane_weights weights;
+    for (int y = 1; y < h_ - 1; ++y) {
+        int weighed = 0;  // the windows centred left of this column are in `weights`
+        for (int x = 1; x < w_ - 1; ++x) {
+            if (labels_[std::size_t(at(x, y))] <= inside_reused) continue;
+            if (x >= weighed) {
+                pair_weights(colours, x - 1, y - 1, weights);
+                weighed = x + window_lanes;
+            }
+            add_window(x, y, weights, x - weighed + window_lanes);
+        }
+    }
 }
 
 // Off-diagonal entries of the columns that were not copied.

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+
+#include "ff/scratch.h"
 
 namespace matting {
 
@@ -21,14 +24,29 @@ struct window_pair {
 using pair_table = std::array<window_pair, pair_count>;
 extern const pair_table window_pairs;
 
-// Weights of the 36 pairs of one window. row0..row2: the first of three pixels in each of three
-// rows, 3 floats a pixel, 0..1. With mu and S the window's mean colour and covariance (plus 1e-4 on
-// its diagonal), weight(i, j) = (1 + (I_i - mu)^T S^-1 (I_j - mu)) / 9.
-void pair_weights(const float* row0, const float* row1, const float* row2,
-                  double weights[pair_count]);
+// The colours of a w x h part of a B,G,R picture, 0..1 in single precision, one plane a channel.
+class colour_planes {
+  public:
+    // image: bytes, `stride` of them a row; each byte times 1/255.
+    colour_planes(const unsigned char* image, int w, int h, int stride);
 
-// The floats of a w x h part of a B,G,R picture (stride in bytes): each byte times 1/255,
-// 3 w h floats, contiguous.
-void colours_to_float(const unsigned char* image, int w, int h, int stride, float* colours);
+    const float* at(int channel, int x, int y) const {
+        return values_.get() + (std::ptrdiff_t(channel) * h_ + y) * w_ + x;
+    }
+    std::ptrdiff_t stride() const { return w_; }  // floats
+
+  private:
+    std::ptrdiff_t w_, h_;
+    ff::scratch<float> values_;  // window_lanes more than the planes hold
+};
+
+// Windows are weighed so many at a time, side by side.
+constexpr int window_lanes = 4;
+using lane_weights = double[pair_count][window_lanes];
+
+// Weights of the 36 pairs of the windows whose upper left pixels are (x, y), (x + 1, y), ... With
+// mu and S a window's mean colour and covariance (plus 1e-4 on its diagonal), weight(i, j) = (1 +
+// (I_i - mu)^T S^-1 (I_j - mu)) / 9. Lanes beyond the picture's right border hold nothing of use.
+void pair_weights(const colour_planes& colours, int x, int y, lane_weights& weights);
 
 }  // namespace matting
