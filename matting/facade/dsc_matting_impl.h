@@ -32,6 +32,24 @@ class DSCMattingImpl {
     // Whether (w, h) is the size of a photograph that Init has taken.
     bool is_size(int w, int h) const { return w == width && h == height && width > 0; }
 
+    // Everything an object holds, open to tests. The spare images are kept for callers' sake: they
+    // are part of the layout and nothing uses them.
+    ff::FVTImage image;  // 3 channels, full resolution
+    ff::FVTImage alpha;  // full resolution; the trimap before the first solve
+    ff::FVTImage spare_image_a;
+    ff::FVTImage fg_image;  // 3 channels: the subject's colour, as of the last GetFImage
+    ff::FVTImage spare_image_b;
+    GeoSeg geo_seg;
+    bool fg_stale = true;  // alpha was solved or smoothed since
+    int width = 0, height = 0;
+    ff::FVTImage work_image;   // 3 channels, working resolution
+    ff::FVTImage work_alpha;   // the solver's output
+    ff::FVTImage seg_trimap;   // full resolution; empty when Init had no segmentation
+    ff::FVTImage work_trimap;  // the solver's input
+    int work_width = 0, work_height = 0;
+    std::unique_ptr<short[]> up_weights;  // width x height, in 1/4096
+    std::unique_ptr<int[]> up_index;      // 2 width x height working pixels, -1: none
+
   private:
     struct trimap_settings {
         int max_band;
@@ -52,20 +70,4 @@ class DSCMattingImpl {
     void estimate_fg_image();
     void refine_with(const u8* guide, int guide_stride, u8* out, int out_stride, int smooth,
                      int keep_components);
-
-    ff::FVTImage image;  // 3 channels, full resolution
-    ff::FVTImage alpha;  // full resolution; the trimap before the first solve
-    ff::FVTImage spare_image_a;
-    ff::FVTImage fg_image;  // 3 channels: the subject's colour, as of the last GetFImage
-    ff::FVTImage spare_image_b;
-    GeoSeg geo_seg;
-    bool fg_stale = true;  // alpha was solved or smoothed since
-    int width = 0, height = 0;
-    ff::FVTImage work_image;   // 3 channels, working resolution
-    ff::FVTImage work_alpha;   // the solver's output
-    ff::FVTImage seg_trimap;   // full resolution; empty when Init had no segmentation
-    ff::FVTImage work_trimap;  // the solver's input
-    int work_width = 0, work_height = 0;
-    std::unique_ptr<short[]> up_weights;  // width x height, in 1/4096
-    std::unique_ptr<int[]> up_index;      // 2 width x height working pixels, -1: none
 };

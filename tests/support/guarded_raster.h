@@ -38,11 +38,7 @@ class GuardedRaster {
     using Source = std::function<int(int x, int y)>;
 
     GuardedRaster(int width, int height, int pad, const Source& source = nullptr)
-        : w(width),
-          h(height),
-          stride(width + pad),
-          count_((h - 1) * stride + w),
-          p_(new T[count_]) {
+        : w(width), h(height), stride(width + pad) {
         std::fill_n(p_.get(), count_, pattern);
         if (source) fill(source);
     }
@@ -70,8 +66,8 @@ class GuardedRaster {
     const int w, h, stride;
 
   private:
-    const int count_;
-    const std::unique_ptr<T[]> p_;
+    const int count_ = (h - 1) * stride + w;
+    const std::unique_ptr<T[]> p_{new T[count_]};
 };
 using Bytes = GuardedRaster<u8>;
 using Ints = GuardedRaster<int>;
@@ -104,12 +100,11 @@ inline Bytes::Source noise(Random& random, int lo = 0, int hi = 255) {
 // bits.
 struct FarRows {
     static constexpr std::size_t stride = 1 << 30, size = 4 * stride;
-    FarRows()
-        : p(static_cast<u8*>(mmap(nullptr, size, PROT_READ | PROT_WRITE,
-                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {}
+    FarRows() = default;
     FarRows(const FarRows&) = delete;
     ~FarRows() { munmap(p, size); }
     u8& operator()(int x, int y) { return p[std::size_t(y) * stride + std::size_t(x)]; }
     operator u8*() { return p; }
-    u8* const p;
+    u8* const p = static_cast<u8*>(mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
 };

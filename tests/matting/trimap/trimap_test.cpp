@@ -72,16 +72,14 @@ struct Scene {
         const double t = std::isnan(q) ? 0 : std::clamp(q, 0.0, 1.0);
         return int(t * (s.max_band - s.min_band) + 0.5) + s.min_band;
     }
-    Map short_form(int max_band, double scale) {
-        Bytes trimap(w, h, 5);
-        MakeTrimapFromSegRes(seg, w, h, seg.stride, trimap, trimap.stride, max_band, scale);
-        return trimap.payload();
-    }
-    Map long_form(const Settings& s) {
-        Bytes trimap(w, h, 1);
-        MakeTrimapFromSegRes(img, w, h, img.stride, seg, seg.stride, trimap, trimap.stride,
-                             s.max_band, s.scale, s.step, u8(s.low), u8(s.high), s.min_band);
-        return trimap.payload();
+    Map made(const Settings& s, bool by_contrast) {
+        Bytes out(w, h, 5);
+        if (by_contrast)
+            MakeTrimapFromSegRes(img, w, h, img.stride, seg, seg.stride, out, out.stride,
+                                 s.max_band, s.scale, s.step, u8(s.low), u8(s.high), s.min_band);
+        else
+            MakeTrimapFromSegRes(seg, w, h, seg.stride, out, out.stride, s.max_band, s.scale);
+        return out.payload();
     }
 
     int w, h;
@@ -92,16 +90,16 @@ struct Scene {
 TEST(Trimap, band_is_the_union_of_the_boundary_pixels_squares) {
     for (int n = 0; n < 150; ++n) {
         Scene s(1 + n % 40, 1 + n * 7 % 31, n);
+        s.rectangle(0, 0, s.w, s.h, n % 4 ? 0 : 100);  // without a 0 the band is the widest
         for (int k = s.random.between(1, 7); k > 0; --k) {
             const int x = s.random.between(-5, s.w), y = s.random.between(-5, s.h);
-            const u8 values[] = {0, 255, 255, 255, 100, 128};
-            s.rectangle(x, y, x + s.random.between(1, 16), y + s.random.between(1, 16),
-                        values[s.random.below(6)]);
+            const int right = x + s.random.between(1, 16), bottom = y + s.random.between(1, 16);
+            s.rectangle(x, y, right, bottom, Map{0, 255, 255, 255, 100, 128}[s.random.below(6)]);
         }
         const int low = n * 5 % 90;
         const Settings set{n % 11 - 1, n % 6 * 0.37, n % 4, low, n % 10 ? 60 + n : low, n % 5 - 1};
-        ASSERT_EQ(s.short_form(set.max_band, set.scale), s.squares(set, false)) << n;
-        ASSERT_EQ(s.long_form(set), s.squares(set, true)) << n;
+        for (bool by_contrast : {false, true})
+            ASSERT_EQ(s.made(set, by_contrast), s.squares(set, by_contrast)) << n;
     }
 }
 
@@ -115,26 +113,12 @@ TEST(Trimap, the_long_band_widens_with_the_contrast_and_spares_the_pictures_edge
         Scene s(40, 30, 1);
         s.rectangle(20, 0, 40, 30, 255);
         s.img.fill([&](int x, int) { return 100 + t.difference * (x / 3 >= 20); });
-        const Map map = s.long_form({9, 1.0, 3, t.low, t.high, 1});
+        const Map map = s.made({9, 1.0, 3, t.low, t.high, 1}, true);
         for (int i = 0; i < 40 * 30; ++i) {
             const int x = i % 40, known = x < 20 ? 0 : 255;
             ASSERT_EQ(map[i], x >= 20 - t.half && x < 20 + t.half ? 128 : known) << t.difference;
         }
     }
-}
-
-TEST(Trimap, only_255_has_a_boundary_and_without_a_zero_byte_the_band_is_the_widest) {
-    Scene s(21, 21, 1);
-    s.rectangle(5, 5, 16, 16, 200);
-    EXPECT_EQ(s.short_form(5, 1.0), s.seg.payload());
-    s.rectangle(10, 10, 11, 11, 255);
-    Map map = s.short_form(50, 0.5);  // 6 from the nearest 0: half-width 3
-    EXPECT_EQ(std::count(map.begin(), map.end(), 128), 36);
-    EXPECT_TRUE(map[7 * 21 + 7] == 128 && map[13 * 21 + 13] == 200);
-    s.rectangle(0, 0, 21, 21, 100);
-    s.rectangle(11, 0, 21, 21, 255);
-    map = s.short_form(4, 0.001);
-    EXPECT_EQ(std::count(map.begin(), map.end(), 128), 8 * 21);
 }
 
 TEST(Trimap, any_band_scale_and_step_ends_quickly) {
@@ -146,35 +130,10 @@ TEST(Trimap, any_band_scale_and_step_ends_quickly) {
         s.rectangle(8, 5, 20, 17, 255);
         const Settings set{bands[n % 5], scales[n / 25],  bands[n % 4], n,
                            255 - n,      bands[n / 5 % 5]};
-        const Map map = s.short_form(set.max_band, set.scale);
-        EXPECT_EQ(map == Map(33 * 21, 128), set.max_band > 9 && set.scale > 9) << set.scale;
-        EXPECT_TRUE(s.long_form(set) == Map(33 * 21, 128) || set.min_band < 9 || set.max_band < 9);
+        const Map all(33 * 21, 128);
+        EXPECT_EQ(s.made(set, false) == all, set.max_band > 9 && set.scale > 9) << set.scale;
+        EXPECT_TRUE(s.made(set, true) == all || set.min_band < 9 || set.max_band < 9);
     }
-    Bytes out(4, 4, 0), seg(4, 4, 0);
-    MakeTrimapFromSegRes(nullptr, 4, 4, 4, out, 4, 1, 1.0);
-    MakeTrimapFromSegRes(seg, 4, 0, 4, out, 4, 1, 1.0);
-    MakeTrimapFromSegRes(nullptr, 4, 4, 12, seg, 4, out, 4, 1, 1.0, 1, 5, 50, 1);
-    EXPECT_EQ(out.payload(), seg.payload());
-}
-
-TEST(Trimap, rectangles_are_clipped_and_boundary_lists_appended_in_raster_order) {
-    using Ends = std::vector<int>;
-    const auto ends = [](dpl_rect r) { return Ends{r.x_begin, r.x_end, r.y_begin, r.y_end}; };
-    EXPECT_EQ(ends(AdaRect_CCSz({5, 3}, 2, 20, 10)), (Ends{3, 7, 1, 5}));
-    EXPECT_EQ(ends(AdaRect_CCSz({5, 3}, INT_MAX, 8, 5)), (Ends{0, 8, 0, 5}));
-    Scene s(6, 4, 1);
-    EXPECT_EQ(ends(AdaRect_ImgGrad({3, 1}, {0, 6, 0, 3}, s.img, 6, 4, s.img.stride, s.seg,
-                                   s.seg.stride, 1, 0, 1, 2, 7)),
-              (Ends{1, 5, 0, 3}));  // one side only: the narrowest
-    s.rectangle(2, 1, 6, 4, 255);
-    int labels[24];
-    const int n = ff::ipf_connected_component(s.seg, 6, 4, s.seg.stride, labels, 6);
-    std::vector<std::vector<dpl_pt2di>> lists(1);
-    GetCCBndryPixels(s.seg, 6, 4, s.seg.stride, labels, n, lists);
-    ASSERT_TRUE(lists.size() == 3 && lists[0].empty() && lists[1].empty());
-    std::vector<int> flat;
-    for (const dpl_pt2di& p : lists[2]) flat.push_back(10 * p.x + p.y);
-    EXPECT_EQ(flat, (std::vector<int>{21, 31, 41, 51, 22, 23}));
 }
 
 }  // namespace
