@@ -1,17 +1,20 @@
 #include "ff/distance_field.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 
-#include "ff/chamfer.h"
 #include "tests/support/guarded_raster.h"
 
 namespace {
 
 constexpr unsigned infinite = 10000000, returned = 4294967295u;
 using Distances = GuardedRaster<unsigned>;
-using Coordinates = GuardedRaster<unsigned short>;  // two a pixel
+using Coordinates = GuardedRaster<unsigned short>;  // two or three a pixel
+
+template <int N>
+auto tuples(Coordinates& all) {
+    return reinterpret_cast<unsigned short(*)[N]>(&all(0, 0));
+}
 
 struct Field {
     Field(int w, int h, int d) : f(ff::ipf_create_distance_field_2d(w, h, d)) {}
@@ -43,21 +46,35 @@ void plain_scans(Bytes& labels, int w, int h, int seed, const ff::dist_field& f,
         }
 }
 
-// Length of the shortest open path of steps in three dimensions, the axes' distances in any order.
-unsigned open_distance(std::array<int, 3> d, int straight, int diagonal, int corner) {
-    std::sort(d.begin(), d.end());
-    return unsigned(d[0] * corner + (d[1] - d[0]) * diagonal + (d[2] - d[1]) * straight);
+// Whether every distance of a map without obstacles is the shortest path's to a seed of 2, and
+// `nearest` (`axes` coordinates a pixel) such a seed or, where there is none, the pixel itself.
+void expect_shortest(int w, int h, int axes, int straight, const Map& labels,
+                     const std::vector<unsigned>& dist,
+                     const std::vector<unsigned short>& nearest) {
+    const int size = int(labels.size()), plane = w * h;
+    const auto apart = [&](int i, int j) {
+        int d[] = {std::abs(i % w - j % w), std::abs(i / w % h - j / w % h),
+                   std::abs(i / plane - j / plane)};
+        std::sort(d, d + 3);
+        return unsigned(d[0] * (173 * straight / 100) + (d[1] - d[0]) * (141 * straight / 100) +
+                        (d[2] - d[1]) * straight);
+    };
+    for (int i = 0; i < size; ++i) {
+        unsigned least = infinite;
+        for (int j = 0; j < size; ++j)
+            if (labels[j] == 2) least = std::min(least, apart(i, j));
+        ASSERT_EQ(dist[i], least);
+        const unsigned short* at = &nearest[axes * i];
+        const int seed = ((axes == 3 ? at[2] : 0) * h + at[1]) * w + at[0];
+        ASSERT_EQ(labels[seed], least == infinite ? 0 : 2);
+        ASSERT_EQ(apart(i, seed), least == infinite ? 0 : least);
+    }
 }
 
-TEST(DistanceField, weights_are_truncated_and_stand_in_raster_order) {
-    const Field flat(3, 2, 10), deep(3, 2, 4, 100), heavy(1, 1, 1, 65535);
-    EXPECT_EQ(std::vector<int>(flat.f->weights, flat.f->weights + 8),
-              (std::vector<int>{14, 10, 14, 10, 10, 14, 10, 14}));
-    EXPECT_EQ(std::vector<int>(deep.f->weights, deep.f->weights + 26),
-              (std::vector<int>{173, 141, 173, 141, 100, 141, 173, 141, 173, 141, 100, 141, 100,
-                                100, 141, 100, 141, 173, 141, 173, 141, 100, 141, 173, 141, 173}));
+TEST(DistanceField, fields_tell_their_neighbours_and_weights_end_at_65535) {
+    const Field flat(3, 2, 10), heavy(3, 2, 4, 65535);
     EXPECT_EQ(flat.f->depth * 100 + flat.f->neighbors * 10 + flat.f->flags, 181);
-    EXPECT_EQ(deep.f->depth * 100 + deep.f->neighbors * 10 + deep.f->flags, 661);
+    EXPECT_EQ(heavy.f->depth * 100 + heavy.f->neighbors * 10 + heavy.f->flags, 661);
     EXPECT_EQ(heavy.f->weights[0], 65535);
 }
 
@@ -69,89 +86,52 @@ TEST(DistanceField, scans_equal_plain_ones_and_open_maps_the_shortest_path) {
         Bytes labels(w, h, n % 3, [&](int, int) {
             return random.below(100) < 4 ? 2 : random.below(100) < obstacles ? 1 : 0;
         });
-        Distances dist(w, h, n % 4), expected(w, h, 0);
+        Distances alone(w, h, n % 4), dist(w, h, n % 4), expected(w, h, 0);
         Coordinates nearest(2 * w, h, 2 * (n % 2)), expected_nearest(2 * w, h, 0);
         const Field field(w, h, d);
         plain_scans(labels, w, h, seed, *field.f, expected, expected_nearest);
-        const auto run = [&](Coordinates* to) {
-            dist.fill([](int, int) { return 77; });
-            return ff::ipf_distance_transform_2d(
-                field.f, labels, w, h, labels.stride, seed, dist, dist.stride,
-                to ? reinterpret_cast<unsigned short(*)[2]>(static_cast<unsigned short*>(*to))
-                   : nullptr,
-                to ? to->stride / 2 : 0);
-        };
-        EXPECT_EQ(run(nullptr), returned);
-        EXPECT_EQ(dist.payload(), expected.payload()) << "case " << n;
-        run(&nearest);
+        ff::ipf_distance_transform_2d(field.f, labels, w, h, labels.stride, seed, alone,
+                                      alone.stride, nullptr, 0);
+        ff::ipf_distance_transform_2d(field.f, labels, w, h, labels.stride, seed, dist, dist.stride,
+                                      tuples<2>(nearest), nearest.stride / 2);
+        EXPECT_EQ(alone.payload(), expected.payload()) << "case " << n;
         EXPECT_EQ(dist.payload(), expected.payload()) << "case " << n;
         EXPECT_EQ(nearest.payload(), expected_nearest.payload()) << "case " << n;
-        const auto padded = ff::chamfer_distances_2d(*field.f, labels, labels.stride, seed);
-        for (int y = 0; y < h; ++y)
-            ASSERT_TRUE(std::equal(padded.row(y), padded.row(y) + w, &dist(0, y)));
-        if (obstacles || seed == 0) continue;
-        for (int i = 0; i < w * h; ++i) {
-            unsigned least = infinite;
-            for (int j = 0; j < w * h; ++j)
-                if (labels(j % w, j / w) == seed)
-                    least = std::min(
-                        least, open_distance({std::abs(i % w - j % w), std::abs(i / w - j / w), 0},
-                                             d, d * 141 / 100, 0));
-            ASSERT_EQ(dist(i % w, i / w), least) << "case " << n;
-        }
+        if (obstacles == 0 && seed == 2)
+            expect_shortest(w, h, 2, d, labels.payload(), dist.payload(), nearest.payload());
     }
-}
-
-TEST(DistanceField, distances_go_through_the_gap_of_a_wall) {
-    // Seed at the left, a wall in column 3 with a gap in its last row.
-    Bytes labels(7, 5, 0, [](int x, int y) { return x == 0 && y == 0 ? 9 : x == 3 && y < 4; });
-    const Field field(7, 5, 10);
-    Distances dist(7, 5, 0);
-    ff::ipf_distance_transform_2d(field.f, labels, 7, 5, 7, 9, dist, 7, nullptr, 0);
-    EXPECT_EQ(dist(3, 4), 3 * 14 + 10u);
-    EXPECT_EQ(dist(3, 0), infinite);
-    EXPECT_EQ(dist(4, 3), 3 * 14 + 10 + 14u);
-    EXPECT_EQ(dist(4, 0), 3 * 14 + 10 + 14 + 30u);
 }
 
 TEST(DistanceField, volumes_hold_the_shortest_path_and_its_seed) {
     Random random(3);
     for (int n = 0; n < 40; ++n) {
         const int w = random.between(1, 7), h = random.between(1, 6), depth = 1 + n % 5;
-        const int plane = w * h, size = plane * depth;
-        Bytes labels(size, 1, 0, [&](int, int) { return random.below(20) == 0 ? 4 : 0; });
+        const int size = w * h * depth;
+        Bytes labels(size, 1, 0, [&](int, int) { return random.below(20) == 0 ? 2 : 0; });
         Distances dist(size, 1, 0);
         Coordinates nearest(3 * size, 1, 0);
         const Field field(w, h, depth, 100);
-        EXPECT_EQ(ff::ipf_distance_transform_3d(field.f, labels, w, h, depth, 4, dist,
-                                                reinterpret_cast<unsigned short(*)[3]>(
-                                                    static_cast<unsigned short*>(nearest))),
+        EXPECT_EQ(ff::ipf_distance_transform_3d(field.f, labels, w, h, depth, 2, dist,
+                                                tuples<3>(nearest)),
                   returned);
-        const auto apart = [&](int i, int j) {
-            return open_distance({std::abs(i % w - j % w), std::abs(i / w % h - j / w % h),
-                                  std::abs(i / plane - j / plane)},
-                                 100, 141, 173);
-        };
-        for (int i = 0; i < size; ++i) {
-            unsigned least = infinite;
-            for (int j = 0; j < size; ++j)
-                if (labels(j, 0) == 4) least = std::min(least, apart(i, j));
-            ASSERT_EQ(dist(i, 0), least) << "case " << n;
-            const int seed =
-                (nearest(3 * i + 2, 0) * h + nearest(3 * i + 1, 0)) * w + nearest(3 * i, 0);
-            if (least == infinite)
-                ASSERT_EQ(seed, i);
-            else
-                ASSERT_TRUE(labels(seed, 0) == 4 && apart(i, seed) == least) << "case " << n;
-        }
+        expect_shortest(w, h, 3, 100, labels.payload(), dist.payload(), nearest.payload());
     }
-    // A closed plane with one gap, then back beside it: every octant has its part in the way.
-    Bytes labels(75, 1, 0, [](int i, int) { return i == 0 ? 4 : i / 25 == 1 && i != 25 + 24; });
-    Distances dist(75, 1, 0);
-    const Field field(5, 5, 3, 10);
-    ff::ipf_distance_transform_3d(field.f, labels, 5, 5, 3, 4, dist, nullptr);
-    EXPECT_EQ(dist(24 + 25, 0), 3 * 14 + 17u);
-    EXPECT_EQ(dist(50, 0), 2 * (3 * 14 + 17u));
+}
+
+TEST(DistanceField, distances_go_through_the_gap_of_a_wall) {
+    // Seed in the first corner, a wall in column 3 with a gap in its last row; in the volume a
+    // closed plane with a gap in its last corner: every octant has its part in the way.
+    Bytes flat(7, 5, 0, [](int x, int y) { return x == 0 && y == 0 ? 9 : x == 3 && y < 4; });
+    Bytes deep(75, 1, 0, [](int i, int) { return i == 0 ? 9 : i / 25 == 1 && i != 25 + 24; });
+    const Field flat_field(7, 5, 10), deep_field(5, 5, 3, 10);
+    Distances dist(7, 5, 0), through(75, 1, 0);
+    ff::ipf_distance_transform_2d(flat_field.f, flat, 7, 5, 7, 9, dist, 7, nullptr, 0);
+    EXPECT_EQ(dist(3, 4), 3 * 14 + 10u);
+    EXPECT_EQ(dist(3, 0), infinite);
+    EXPECT_EQ(dist(4, 0), 3 * 14 + 10 + 14 + 30u);
+    ff::ipf_distance_transform_3d(deep_field.f, deep, 5, 5, 3, 9, through, nullptr);
+    EXPECT_EQ(through(24 + 25, 0), 3 * 14 + 17u);
+    EXPECT_EQ(through(50, 0), 2 * (3 * 14 + 17u));
 }
 
 TEST(DistanceField, whatever_does_not_fit_writes_nothing) {
@@ -164,14 +144,12 @@ TEST(DistanceField, whatever_does_not_fit_writes_nothing) {
     run(nullptr, labels, 4, dist);
     run(flat.f, nullptr, 4, dist);
     run(flat.f, labels, 4, nullptr);
+    for (const Field* f : {&deep, &wide}) run(f->f, labels, 4, dist);
     run(flat.f, labels, 3, dist);
-    run(deep.f, labels, 4, dist);
     run(empty.f, labels, 0, dist);
-    run(wide.f, labels, 4, dist);
     ff::ipf_distance_transform_3d(flat.f, labels, 4, 4, 1, 1, dist, nullptr);
     ff::ipf_distance_transform_3d(deep.f, labels, 4, 4, 2, 1, dist, nullptr);
     EXPECT_EQ(dist.payload(), std::vector<unsigned>(16, Distances::pattern));
-    ff::ipf_release_distance_field(nullptr);
 }
 
 }  // namespace
