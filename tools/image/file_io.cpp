@@ -128,7 +128,16 @@ bool is_special(const std::string& path) {
 
 }  // namespace
 
-void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+struct PendingFiles::File {
+    std::string path;
+    fs::path target;
+    TemporaryFile written;
+};
+
+PendingFiles::PendingFiles() = default;
+PendingFiles::~PendingFiles() = default;
+
+void PendingFiles::add(const std::string& path, const std::vector<std::uint8_t>& bytes) {
     if (is_special(path)) {
         Descriptor device(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
         if (device.fd < 0) fail_errno(path, errno);
@@ -136,9 +145,19 @@ void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes)
         return;
     }
     const fs::path target = follow_links(path);
-    TemporaryFile file(target, path);
-    write_descriptor(file.descriptor(), bytes, path);
-    file.rename_to(target, path);
+    files_.push_back(std::unique_ptr<File>(new File{path, target, TemporaryFile(target, path)}));
+    write_descriptor(files_.back()->written.descriptor(), bytes, path);
+}
+
+void PendingFiles::commit() {
+    for (const auto& file : files_) file->written.rename_to(file->target, file->path);
+    files_.clear();
+}
+
+void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+    PendingFiles file;
+    file.add(path, bytes);
+    file.commit();
 }
 
 void check_writable(const std::string& path) {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -61,6 +62,25 @@ void write_png(const std::string& path, const Image& image);
 // points at is replaced; a device or pipe is written to directly. Throws and leaves nothing behind
 // when that fails.
 void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes);
+
+// Files that appear together or not at all, each as write_file does it.
+class PendingFiles {
+  public:
+    PendingFiles();
+    ~PendingFiles();  // takes back what was not committed
+    PendingFiles(const PendingFiles&) = delete;
+    PendingFiles& operator=(const PendingFiles&) = delete;
+
+    // Writes the file beside its place; a device or pipe at once.
+    void add(const std::string& path, const std::vector<std::uint8_t>& bytes);
+
+    // Gives all files their names.
+    void commit();
+
+  private:
+    struct File;
+    std::vector<std::unique_ptr<File>> files_;
+};
 
 // Throws what write_file would throw where it can be foreseen: a missing directory, no permission.
 void check_writable(const std::string& path);

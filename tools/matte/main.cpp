@@ -8,6 +8,7 @@
 #include <new>
 #include <system_error>
 
+#include "tools/matte/colours.h"
 #include "tools/matte/matte_job.h"
 #include "tools/matte/options.h"
 #include "tools/matte/plan.h"
@@ -28,15 +29,17 @@ void fill_standard_descriptors() {
 }
 
 void check_standard_output(const Options& options) {
-    if (options.output == "-" && ::isatty(STDOUT_FILENO) == 1) {
-        throw UsageError("standard output is a terminal; redirect it or name a file with -o");
+    const bool used = options.output == "-" || options.cutout == "-" || options.composite == "-";
+    if (used && ::isatty(STDOUT_FILENO) == 1) {
+        throw UsageError("standard output is a terminal; redirect it or name a file");
     }
 }
 
 // One photograph; what goes wrong ends here, in one line.
-bool run_guarded(const Job& job, const Options& options, Progress& progress) {
+bool run_guarded(const Job& job, const Options& options, const tools::Image& background,
+                 Progress& progress) {
     try {
-        run_job(job, options, progress);
+        run_job(job, options, background, progress);
         return true;
     } catch (const std::bad_alloc&) {
         progress.line(job.photo + ": not enough memory");
@@ -48,21 +51,27 @@ bool run_guarded(const Job& job, const Options& options, Progress& progress) {
     return false;
 }
 
-bool make_output_dir(const std::string& directory) {
-    std::error_code error;
-    if (!directory.empty()) std::filesystem::create_directories(directory, error);
-    if (error) std::cerr << "matte: " << directory << ": " << error.message() << '\n';
-    return !error;
+void make_output_dirs(const Options& options) {
+    for (const std::string& directory : output_dirs(options)) {
+        std::error_code error;
+        std::filesystem::create_directories(directory, error);
+        if (error) throw tools::ImageError(directory + ": " + error.message());
+    }
 }
 
 int run(const Options& options) {
     check_standard_output(options);
     const std::vector<Job> jobs = plan_jobs(options);
-    if (!make_output_dir(options.output_dir)) return failure;
+    // Read once: all photographs get the same one, and it may come from a pipe.
+    tools::Image background;
+    if (!options.background.empty()) {
+        background = read_background(options.background, options.settings.max_pixels);
+    }
+    make_output_dirs(options);
     Progress progress(int(jobs.size()), options.verbose);
     int status = success;
     for (const Job& job : jobs) {
-        if (!run_guarded(job, options, progress)) status = failure;
+        if (!run_guarded(job, options, background, progress)) status = failure;
     }
     return status;
 }
@@ -79,6 +88,9 @@ int main(int argc, char** argv) {
     } catch (const UsageError& error) {
         std::cerr << "matte: " << error.what() << '\n';
         return misuse;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "matte: not enough memory\n";
+        return failure;
     } catch (const std::exception& error) {
         std::cerr << "matte: " << error.what() << '\n';
         return failure;

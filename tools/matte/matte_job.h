@@ -1,4 +1,4 @@
-// The work on one photograph, from its files to its matte.
+// The work on one photograph, from its files to its outputs.
 #pragma once
 
 #include "tools/matte/options.h"
@@ -7,8 +7,11 @@
 
 namespace matte {
 
-// Reads the job's photograph and mask, makes the matte and writes it. Throws tools::ImageError,
-// whose text names the file at fault, and std::bad_alloc; no output is left behind then.
-void run_job(const Job& job, const Options& options, Progress& progress);
+// Reads the job's photograph and mask, makes the matte and writes what is wanted of it. The
+// background (any size) is for composites and may be empty where none is made. Throws
+// tools::ImageError, whose text names the file at fault, and std::bad_alloc; none of the outputs is
+// left behind then.
+void run_job(const Job& job, const Options& options, const tools::Image& background,
+             Progress& progress);
 
 }  // namespace matte

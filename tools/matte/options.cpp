@@ -7,6 +7,8 @@
 #include <iostream>
 #include <sstream>
 
+#include "tools/matte/colours.h"
+
 namespace matte {
 
 namespace {
@@ -15,24 +17,28 @@ constexpr const char* description =
     "Makes alpha mattes: for each photograph an 8-bit grey PNG of the same size, 255\n"
     "where the subject is, 0 where its surroundings are, and between them along hair\n"
     "and soft edges. A rough idea of the subject is needed for each photograph: a\n"
-    "segmentation or a trimap.";
+    "segmentation, a trimap or strokes. The subject can be cut out and put on another\n"
+    "background on the way.";
 
 constexpr const char* footer =
-    "Photographs, segmentations and trimaps are JPEG or PNG files; all are turned as\n"
-    "their EXIF orientation says. Existing outputs are overwritten.\n"
+    "Photographs, masks and backgrounds are JPEG or PNG files; all are turned as their\n"
+    "EXIF orientation says. Outputs are PNG files; existing ones are overwritten, inputs\n"
+    "never. A photograph's outputs are written when all of them are done.\n"
     "\n"
-    "Several photographs: give --segmentation (or --trimap) once for each, in the\n"
-    "same order, or once with a directory, where the mask of DIR/NAME.jpg is\n"
-    "NAME.png, NAME.jpg or NAME.jpeg. A photograph that fails does not stop the\n"
-    "others.\n"
+    "Several photographs: give --segmentation (--trimap, --strokes) once for each, in\n"
+    "the same order, or once with a directory, where the mask of DIR/NAME.jpg is\n"
+    "NAME.png, NAME.jpg or NAME.jpeg; give --cutout and --composite a directory. A\n"
+    "photograph that fails does not stop the others.\n"
     "\n"
-    "Exit status: 0 all mattes were made, 1 one or more were not, 2 the command line\n"
+    "Exit status: 0 all was made, 1 one or more photographs failed, 2 the command line\n"
     "is wrong.\n"
     "\n"
     "Examples:\n"
     "  matte portrait.jpg -s person.png -o portrait-matte.png\n"
     "  matte portrait.jpg -t trimap.png --smooth 0 -o - | display\n"
-    "  matte album/*.jpg -s masks/ --output-dir mattes/";
+    "  matte portrait.jpg --strokes marked.png --cutout portrait-cutout.png\n"
+    "  matte portrait.jpg -s person.png --background beach.jpg --composite beach.png\n"
+    "  matte album/*.jpg -s masks/ --output-dir mattes/ --cutout cutouts/";
 
 // Names with their defaults, and texts wrapped to a terminal's 80 columns; CLI11's own list of
 // ranges and exclusions would bury them.
@@ -61,30 +67,69 @@ class HelpFormatter : public CLI::Formatter {
     }
 };
 
-void add_files(CLI::App& app, Options& options) {
+// Repeated for each photograph; a second value without the option's name is a photograph.
+CLI::Option* add_masks(CLI::App& app, const char* name, std::vector<std::string>& masks,
+                       const char* type, const char* text) {
+    return app.add_option(name, masks, text)->type_name(type)->allow_extra_args(false);
+}
+
+void add_inputs(CLI::App& app, Options& options) {
     app.add_option("PHOTO", options.photos, "Photographs to make mattes of")
         ->type_name("")
         ->required();
     auto* segmentation =
-        app.add_option("-s,--segmentation", options.segmentations,
-                       "Grey picture that is bright where the subject is, such as a phone's person "
-                       "segmenter gives; the matte finds the fine outline by itself")
-            ->type_name("MASK")
-            ->allow_extra_args(false);
-    app.add_option("-t,--trimap", options.trimaps,
-                   "Grey picture of exactly 255 (subject), 0 (surroundings) and 128 (to be found "
-                   "out); other values are taken as known opacities")
-        ->type_name("TRIMAP")
-        ->allow_extra_args(false)
-        ->excludes(segmentation);
+        add_masks(app, "-s,--segmentation", options.segmentations, "MASK",
+                  "Grey picture that is bright where the subject is, such as a phone's person "
+                  "segmenter gives; the matte finds the fine outline by itself");
+    auto* trimap = add_masks(app, "-t,--trimap", options.trimaps, "TRIMAP",
+                             "Grey picture of exactly 255 (subject), 0 (surroundings) and 128 (to "
+                             "be found out); other values are taken as known opacities")
+                       ->excludes(segmentation);
+    add_masks(app, "--strokes", options.strokes, "STROKES",
+              "Picture of the photograph's size with strokes of pure green (0,255,0) through the "
+              "subject and of pure red (255,0,0) around it; other colours mark nothing")
+        ->excludes(segmentation)
+        ->excludes(trimap);
+}
+
+void add_outputs(CLI::App& app, Options& options) {
     auto* output = app.add_option("-o,--output", options.output,
                                   "PNG file to write, - for standard output (one photograph)")
                        ->type_name("FILE");
     app.add_option("--output-dir", options.output_dir,
                    "Directory for the mattes, made where missing; the matte of DIR/NAME.jpg is "
-                   "called NAME-matte.png. Without this option and -o: the current directory")
+                   "called NAME-matte.png. Without this option and -o: the current directory, or "
+                   "no matte where --cutout or --composite ask for something else")
         ->type_name("DIR")
         ->excludes(output);
+}
+
+std::string check_background(const std::string& text) {
+    if (text[0] != '#' || is_colour(text)) return {};
+    return "'" + text + "' is not a colour such as #3070b0";
+}
+
+void add_colour_outputs(CLI::App& app, Options& options) {
+    const auto add = [&app](const char* name, std::string& value, const char* type,
+                            const char* text) {
+        return app.add_option(name, value, text)->type_name(type)->group("Subject's colour");
+    };
+    add("--cutout", options.cutout, "FILE|DIR",
+        "Write the subject cut out: its colour without what shows through of the surroundings, "
+        "and the matte as (straight) alpha. In a directory: NAME-cutout.png");
+    auto* composite =
+        add("--composite", options.composite, "FILE|DIR",
+            "Write the subject on the --background. In a directory: NAME-composite.png");
+    auto* background =
+        add("--background", options.background, "IMAGE|#rrggbb",
+            "Picture or colour for --composite. A picture of another size is resized so that its "
+            "middle part covers the photograph");
+    background->needs(composite)->check(check_background);
+    composite->needs(background);
+    app.add_flag("--fg-only", options.fg_only,
+                 "Write the subject's colour alone, black where no subject is, in place of the "
+                 "matte (NAME-fg.png)")
+        ->group("Subject's colour");
 }
 
 // Adds a number, shown with its default.
@@ -96,10 +141,12 @@ CLI::Option* add_number(CLI::App& app, const char* group, const char* name, T& v
 
 void add_mask_settings(CLI::App& app, Settings& settings) {
     const auto add = [&app](const char* name, auto& value, const char* text) {
-        return add_number(app, "From a segmentation", name, value, text)->excludes("--trimap");
+        return add_number(app, "From a segmentation or strokes", name, value, text)
+            ->excludes("--trimap");
     };
     add("--threshold", settings.threshold, "Grey from which on a pixel of the mask is subject")
-        ->check(CLI::Range(1, 255));
+        ->check(CLI::Range(1, 255))
+        ->excludes("--strokes");
     add("--max-band", settings.max_band,
         "Widest half-width in pixels of the band along the outline in which the matte is found "
         "out; 0.8 % of the photograph's longer side if not given")
@@ -141,7 +188,7 @@ void add_settings(CLI::App& app, Settings& settings) {
 
 // What CLI11 cannot express; empty where nothing is wrong.
 std::string find_misuse(const Options& options) {
-    if (options.masks().empty()) return "--segmentation or --trimap is needed";
+    if (options.masks().empty()) return "--segmentation, --trimap or --strokes is needed";
     if (!options.output.empty() && options.photos.size() > 1) {
         return "--output takes one photograph; use --output-dir for several";
     }
@@ -158,6 +205,18 @@ int report_misuse(std::string text) {
 
 }  // namespace
 
+const std::vector<std::string>& Options::masks() const {
+    const MaskKind kind = mask_kind();
+    return kind == MaskKind::strokes ? strokes : kind == MaskKind::trimap ? trimaps : segmentations;
+}
+
+const char* Options::mask_option() const {
+    const MaskKind kind = mask_kind();
+    return kind == MaskKind::strokes  ? "--strokes"
+           : kind == MaskKind::trimap ? "--trimap"
+                                      : "--segmentation";
+}
+
 bool parse_command_line(int argc, const char* const* argv, Options& options, int& status) {
     CLI::App app(description, "matte");
     app.footer(footer);
@@ -165,7 +224,9 @@ bool parse_command_line(int argc, const char* const* argv, Options& options, int
     app.set_version_flag("--version", std::string("matte ") + DSCM_VERSION);
     app.add_flag("-v,--verbose", options.verbose,
                  "Report sizes, unknowns and the time of each stage on standard error");
-    add_files(app, options);
+    add_inputs(app, options);
+    add_outputs(app, options);
+    add_colour_outputs(app, options);
     add_mask_settings(app, options.settings);
     add_settings(app, options.settings);
     status = success;

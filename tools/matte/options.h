@@ -32,19 +32,29 @@ struct Settings {
     long long max_pixels = tools::default_max_pixels;
 };
 
+enum class MaskKind { segmentation, trimap, strokes };
+
 struct Options {
     std::vector<std::string> photos;
-    std::vector<std::string> segmentations;  // one of these two is empty
+    std::vector<std::string> segmentations;  // one of these three is filled
     std::vector<std::string> trimaps;
+    std::vector<std::string> strokes;
     std::string output;      // a file, "-" for standard output, or empty: names are made
     std::string output_dir;  // for names that are made
+    std::string cutout;      // a file, "-", a directory for names that are made, or empty: none
+    std::string composite;   // likewise
+    std::string background;  // a file or #rrggbb, with composite
+    bool fg_only = false;    // the subject's colour in place of the matte
     bool verbose = false;
     Settings settings;
 
-    bool from_trimap() const { return !trimaps.empty(); }
-    const std::vector<std::string>& masks() const {
-        return from_trimap() ? trimaps : segmentations;
+    MaskKind mask_kind() const {
+        if (!strokes.empty()) return MaskKind::strokes;
+        return trimaps.empty() ? MaskKind::segmentation : MaskKind::trimap;
     }
+    const std::vector<std::string>& masks() const;
+    const char* mask_option() const;
+    bool wants_colours() const { return fg_only || !cutout.empty() || !composite.empty(); }
 };
 
 // Fills `options` and returns true, or, after --help, --version or misuse, which it reports,
