@@ -39,13 +39,9 @@ struct Decoder {
     ~Decoder() { jpeg_destroy_decompress(&jpeg); }
 };
 
-Decoder& decoder_of(j_common_ptr jpeg) {
-    return *static_cast<Decoder*>(jpeg->client_data);
-}
+Decoder& decoder_of(j_common_ptr jpeg) { return *static_cast<Decoder*>(jpeg->client_data); }
 
-[[noreturn]] void give_up(Decoder& decoder) {
-    std::longjmp(decoder.on_error, 1);
-}
+[[noreturn]] void give_up(Decoder& decoder) { std::longjmp(decoder.on_error, 1); }
 
 void on_fatal(j_common_ptr jpeg) {
     Decoder& decoder = decoder_of(jpeg);
