@@ -111,18 +111,4 @@ TEST(Raster, mask_extents) {
     EXPECT_TRUE(diff() && box == (Box{0, 2, 9, 7}));
 }
 
-TEST(Raster, rows_lie_right_beyond_two_gigabytes) {
-    FarRows a, b;
-    const int stride = FarRows::stride;
-    a(2, 3) = 7;
-    ff::ipf_memcpy_2d(a, 3, 4, stride, b, stride);
-    EXPECT_EQ(b(2, 3), 7);
-    ff::ipf_flip_vert(a, 3, 4, stride, b, stride);
-    ff::ipf_flip_vert(b, 3, 4, stride);
-    ff::ipf_flip_horz(b, 3, 4, stride, 1);
-    EXPECT_EQ(b(0, 3), 7);
-    ff::ipf_resize_nn(a, 3, 4, stride, 1, b, 3, 4, stride, 2, ff::ccn<1>());
-    EXPECT_EQ(b(4, 3), 7);
-}
-
 }  // namespace

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -95,16 +94,3 @@ struct Window {
 inline Bytes::Source noise(Random& random, int lo = 0, int hi = 255) {
     return [&random, lo, hi](int, int) { return random.between(lo, hi); };
 }
-
-// Rows a gigabyte apart, of which only the touched pages exist: finds row offsets formed in 32
-// bits.
-struct FarRows {
-    static constexpr std::size_t stride = 1 << 30, size = 4 * stride;
-    FarRows() = default;
-    FarRows(const FarRows&) = delete;
-    ~FarRows() { munmap(p, size); }
-    u8& operator()(int x, int y) { return p[std::size_t(y) * stride + std::size_t(x)]; }
-    operator u8*() { return p; }
-    u8* const p = static_cast<u8*>(mmap(nullptr, size, PROT_READ | PROT_WRITE,
-                                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-};

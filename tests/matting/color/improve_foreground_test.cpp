@@ -66,25 +66,4 @@ TEST(ImproveForeground, merging_lies_between_the_two_colours) {
     }
 }
 
-TEST(ImproveForeground, strides_hold_and_what_is_missing_writes_nothing) {
-    Random random(4);
-    Bytes src(3 * 7, 5, 2, noise(random)), alpha(7, 5, 1, noise(random)), applied(alpha.w, 5, 2);
-    Bytes result(4 * 7, 5, 3, noise(random)), map(4 * 7, 5, 1, noise(random));
-    const auto all = [&](u8* s, u8* out, int w, int h) {
-        mat_update_reference_color(map, w, h, map.stride, s, alpha, alpha.stride);
-        mat_improve_foreground(s, w, h, src.stride, alpha, alpha.stride, alpha, alpha.stride,
-                               applied, applied.stride, out, result.stride, src, nullptr, 10);
-        mat_improve_foreground(s, w, h, src.stride, map, map.stride, alpha, alpha.stride, out,
-                               result.stride, 10);
-        mat_merge_f_color(s, w, h, src.stride, out, result.stride);
-    };
-    all(src, result, 7, 5);
-    const auto before = std::pair(result.payload(), map.payload());
-    all(src, result, INT_MIN, 5);
-    all(src, result, 7, 0);
-    all(nullptr, result, 7, 5);
-    all(src, nullptr, 7, 5);
-    EXPECT_EQ(std::pair(result.payload(), map.payload()), before);
-}
-
 }  // namespace

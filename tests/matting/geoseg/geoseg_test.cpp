@@ -190,18 +190,4 @@ TEST(Geodesic, nothing_is_written_without_an_image) {
     EXPECT_EQ(f.map.payload(), Map(12 * 9, Bytes::pattern));
 }
 
-TEST(Geodesic, rows_lie_right_beyond_two_gigabytes) {
-    FarRows img, seeds;
-    Distances dist(4, 4, 0);
-    seeds(2, 3) = 1, img(3 * 2, 2) = 5;
-    GeoSeg four;
-    four.SetImage(img, 4, 4, FarRows::stride, 3);
-    four.GetDist(seeds, FarRows::stride, dist, 4, 1);
-    EXPECT_EQ(dist(2, 2), 25u);
-    GeoSegN24 many;
-    many.SetImage(img, 4, 4, FarRows::stride, 3, nullptr);
-    many.GetDist(seeds, FarRows::stride, dist, 4, 1);
-    EXPECT_TRUE(dist(2, 3) == 0 && dist(1, 1) == 1);
-}
-
 }  // namespace
