@@ -65,6 +65,10 @@ class MatteProgram : public ScratchDir {
         tools::write_png(path("mask.png"), draw_map(width, height, mask));
         tools::write_png(path("trimap.png"), draw_map(width, height, trimap));
         tools::write_png(path("small.png"), draw_map(width / 2, height / 2, small));
+        Image strokes(width, height, 3);  // green in the disc, red along the left border
+        for (int y = 10; y < 130; ++y) strokes.row(y)[3 * 5 + 2] = 255;
+        for (int y = 50; y < 90; ++y) strokes.row(y)[3 * 70 + 1] = 255;
+        tools::write_png(path("strokes.png"), strokes);
         put("text.png", {'h', 'e', 'l', 'l', 'o'});
         Bytes photo = get(path("photo.png"));
         photo.resize(photo.size() / 2);
@@ -113,7 +117,8 @@ class MatteProgram : public ScratchDir {
 };
 
 TEST_F(MatteProgram, mask_and_trimap_give_the_matte_of_the_disc) {
-    for (const std::string source : {"-s mask.png", "-t trimap.png", "--fit -s small.png"}) {
+    for (const std::string source :
+         {"-s mask.png", "-t trimap.png", "--strokes strokes.png", "--fit -s small.png"}) {
         SCOPED_TRACE(source);
         const Result result = run("photo.png -o matte.png " + source);
         EXPECT_EQ(result.status, 0);
@@ -127,6 +132,24 @@ TEST_F(MatteProgram, mask_and_trimap_give_the_matte_of_the_disc) {
     const Result piped = run("photo.png -o - --fit -s small.png");
     EXPECT_EQ(piped.err, "");
     EXPECT_EQ(Bytes(piped.out.begin(), piped.out.end()), file);
+}
+
+TEST_F(MatteProgram, a_composite_shows_nothing_of_the_old_background) {
+    const Result result =
+        run("photo.png -s mask.png --cutout cut.png --composite c.png --background '#00ff00'");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    const Image composite = tools::read_colour(path("c.png"));
+    const Image colour = tools::read_colour(path("cut.png"));
+    int bluest = 0, dullest = 255;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            // Blue is 190 in the old background, about 30 in the subject and 0 in the new one.
+            bluest = std::max<int>(bluest, composite.row(y)[3 * x]);
+            if (inside_disc(x, y) > 4) dullest = std::min<int>(dullest, colour.row(y)[3 * x + 2]);
+        }
+    EXPECT_LT(bluest, 80);
+    EXPECT_GT(dullest, 220);
 }
 
 TEST_F(MatteProgram, fit_leaves_the_subject_in_its_place) {
