@@ -17,6 +17,7 @@
 #include "ff/components_color.h"
 #include "ff/filters.h"
 #include "ff/raster.h"
+#include "matting/color/fb_color.h"
 #include "matting/edit/cleanup.h"
 #include "matting/facade/dsc_matting.h"
 #include "matting/sampling/usam.h"
@@ -218,6 +219,25 @@ void erase_small(benchmark::State& state) {
     per_pixel(state);
 }
 BENCHMARK(erase_small)->Unit(benchmark::kMillisecond);
+
+// The subject's colour by the high side of the caller's alpha: the scene's own matte, and one in
+// which a single pixel is the subject and a twelfth of the picture is mixed.
+void subject_colour(benchmark::State& state) {
+    road& r = the_road();
+    Image alpha = r.scene.alpha, colour(r.w, r.h, 3);
+    if (state.range(0) != 0) {
+        std::fill(alpha.pixels.begin(), alpha.pixels.end(), static_cast<unsigned char>(0));
+        for (int y = r.h / 4; y < r.h / 2; ++y)
+            for (int x = r.w / 3; x < 2 * r.w / 3; ++x)
+                alpha.row(y)[x] = static_cast<unsigned char>(1 + (x * 7 + y * 13) % 250);
+        alpha.row(r.h / 8)[r.w / 8] = 255;
+    }
+    for (auto _ : state)
+        mat_estimate_fb_color(r.scene.photo.pixels.data(), r.w, r.h, 3 * r.w, alpha.pixels.data(),
+                              r.w, nullptr, 0, colour.pixels.data(), 3 * r.w, 1, 253);
+    per_pixel(state);
+}
+BENCHMARK(subject_colour)->ArgName("one_pixel")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 // Long Init and MakeMatte; what of it was spent outside the sparse solver; memory beyond the
 // scene's own.
