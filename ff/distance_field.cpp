@@ -39,13 +39,14 @@ constexpr unsigned always_returned = 4294967295u;
 
 // The padded buffers: a border of one pixel, in z only where neighbours lie there.
 struct layout {
-    int width, height, depth, border_z;
+    int width, height, depth;
+    std::ptrdiff_t border_z;
     std::ptrdiff_t pitch, plane;
 
     layout(int w, int h) : layout(w, h, 1, 0) {}
     layout(int w, int h, int d) : layout(w, h, d, 1) {}
 
-    std::ptrdiff_t planes() const { return std::ptrdiff_t(depth) + 2 * border_z; }
+    std::ptrdiff_t planes() const { return depth + 2 * border_z; }
     std::ptrdiff_t row(int y, int z) const {
         return (std::ptrdiff_t(z) + border_z) * plane + (std::ptrdiff_t(y) + 1) * pitch + 1;
     }

@@ -65,15 +65,15 @@ class padded_classes {
         : width_(width),
           height_(height),
           pitch_(width + 2 * radius),
-          map_(ff::make_scratch<u8>(pitch_, std::ptrdiff_t(height) + 2 * radius)) {
-        ff::ipf_memset_2d(map_.get(), pitch_, height + 2 * radius, pitch_, mixed);
+          rows_(height + 2 * radius),
+          map_(ff::make_scratch<u8>(pitch_, rows_)) {
+        ff::ipf_memset_2d(map_.get(), pitch_, rows_, pitch_, mixed);
         ff::ipf_resize_nn(in.classes, in.width, in.height, in.width, 1,
                           map_.get() + radius * std::ptrdiff_t(pitch_) + radius, width, height,
                           pitch_, 1, ff::ccn<1>());
     }
     bool has(pixel_class side) const {
-        return std::memchr(map_.get(), side,
-                           std::size_t(pitch_) * (std::size_t(height_) + 2 * radius));
+        return std::memchr(map_.get(), side, std::size_t(pitch_) * std::size_t(rows_));
     }
     // Whether every mixed pixel has both sides in its window.
     bool every_mixed_sees_both() const {
@@ -99,7 +99,7 @@ class padded_classes {
         return !blind;
     }
 
-    int width_, height_, pitch_;
+    int width_, height_, pitch_, rows_;
     ff::scratch<u8> map_;
 };
 

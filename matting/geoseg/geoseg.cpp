@@ -24,7 +24,7 @@ namespace {
 using u8 = unsigned char;
 
 constexpr unsigned unreached = 100000000;
-constexpr int margin = 2;  // of GeoSegN24's distances
+constexpr std::ptrdiff_t margin = 2;  // of GeoSegN24's distances
 
 int colour_cost(const u8* p, const u8* q) {
     const int d0 = p[0] - q[0], d1 = p[1] - q[1], d2 = p[2] - q[2];

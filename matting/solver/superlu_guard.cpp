@@ -29,7 +29,7 @@ bool reserve(session& s) {
     return true;
 }
 
-void forget(session& s, void* block) {
+void forget(session& s, const void* block) {
     for (std::size_t i = s.count; i-- > 0;)
         if (s.blocks[i] == block) {
             s.blocks[i] = s.blocks[--s.count];

@@ -117,15 +117,15 @@ void add_colour_outputs(CLI::App& app, Options& options) {
     add("--cutout", options.cutout, "FILE|DIR",
         "Write the subject cut out: its colour without what shows through of the surroundings, "
         "and the matte as (straight) alpha. In a directory: NAME-cutout.png");
-    auto* composite =
+    auto* composed =
         add("--composite", options.composite, "FILE|DIR",
             "Write the subject on the --background. In a directory: NAME-composite.png");
     auto* background =
         add("--background", options.background, "IMAGE|#rrggbb",
             "Picture or colour for --composite. A picture of another size is resized so that its "
             "middle part covers the photograph");
-    background->needs(composite)->check(check_background);
-    composite->needs(background);
+    background->needs(composed)->check(check_background);
+    composed->needs(background);
     app.add_flag("--fg-only", options.fg_only,
                  "Write the subject's colour alone, black where no subject is, in place of the "
                  "matte (NAME-fg.png)")

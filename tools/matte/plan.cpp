@@ -71,7 +71,7 @@ void check_masks(const Options& options) {
 std::string look_up_mask(const Job& job) {
     const std::string stem = fs::path(job.photo).stem().string();
     for (const char* extension : {".png", ".jpg", ".jpeg", ".PNG", ".JPG", ".JPEG"}) {
-        const std::string mask = (fs::path(job.mask) / (stem + extension)).string();
+        std::string mask = (fs::path(job.mask) / (stem + extension)).string();
         std::error_code error;
         // A photograph in the directory of the masks is not its own mask.
         if (fs::exists(mask, error) && canonical(mask) != canonical(job.photo)) return mask;
@@ -162,7 +162,7 @@ std::vector<std::string> output_dirs(const Options& options) {
 
 std::string find_mask(const Job& job) {
     if (!is_directory(job.mask)) return job.mask;
-    const std::string mask = look_up_mask(job);
+    std::string mask = look_up_mask(job);
     if (!mask.empty()) return mask;
     throw tools::ImageError(job.photo + ": no " + fs::path(job.photo).stem().string() +
                             ".png, .jpg or .jpeg in " + job.mask);

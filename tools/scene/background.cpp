@@ -125,9 +125,10 @@ void Background::soft_row(int y, float* bgr) const {
         float tx = sx - float(ix);
         Colour c = mix(mix(above[ix], above[ix + 1], tx), mix(below[ix], below[ix + 1], tx),
                        sy - float(iy));
-        bgr[3 * x] = c.b;
-        bgr[3 * x + 1] = c.g;
-        bgr[3 * x + 2] = c.r;
+        float* p = bgr + 3 * std::ptrdiff_t(x);
+        p[0] = c.b;
+        p[1] = c.g;
+        p[2] = c.r;
     }
 }
 
@@ -151,7 +152,7 @@ void Background::disc_row(const Disc& disc, int y, float* bgr) const {
         float edge = clamp01(std::min(inside, barrel) / soft);
         float rim = 0.85f + 0.25f * clamp01(1 - inside / (0.25f * disc.radius));
         float light = disc.strength * edge * rim;
-        float* p = bgr + 3 * x;
+        float* p = bgr + 3 * std::ptrdiff_t(x);
         p[0] = screen(p[0], light * disc.colour.b);
         p[1] = screen(p[1], light * disc.colour.g);
         p[2] = screen(p[2], light * disc.colour.r);

@@ -14,6 +14,7 @@ namespace {
 std::string read_size(const std::string& text, tools::SceneOptions& options) {
     int w = 0, h = 0;
     char rest = 0;
+    // Five digits fit in an int. NOLINTNEXTLINE(cert-err34-c)
     bool numbers = text.size() <= 11 && std::sscanf(text.c_str(), "%5dx%5d%c", &w, &h, &rest) == 2;
     if (!numbers || w < 1 || h < 1 || w > tools::max_scene_side || h > tools::max_scene_side)
         return "'" + text + "' is not a size such as 1200x1600 (sides 1 to " +

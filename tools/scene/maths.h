@@ -93,8 +93,9 @@ inline float noise(float x, float y, std::uint32_t seed) {
 // Octaves of noise(), each half as wide and half as strong.
 inline float fractal(float x, float y, int octaves, std::uint32_t seed) {
     float sum = 0, strength = 0.5f;
-    for (int i = 0; i < octaves; ++i, strength *= 0.5f) {
+    for (int i = 0; i < octaves; ++i) {
         sum += strength * noise(x, y, seed + unsigned(i));
+        strength *= 0.5f;
         x = 2 * x + 17;
         y = 2 * y - 31;
     }

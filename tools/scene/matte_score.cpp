@@ -24,7 +24,7 @@ void print_score(const tools::Image& truth, const tools::Image& matte, const too
     long long count = 0, absolute = 0, squared = 0;
     for (std::size_t i = 0; i < truth.pixels.size(); ++i) {
         if (trimap && trimap->pixels[i] != 128) continue;
-        int d = int(truth.pixels[i]) - int(matte.pixels[i]);
+        const long long d = int(truth.pixels[i]) - int(matte.pixels[i]);
         ++count;
         absolute += d < 0 ? -d : d;
         squared += d * d;

@@ -181,16 +181,17 @@ class Renderer {
         std::uint8_t* alpha = scene_.alpha.row(y);
         std::uint8_t* foreground = scene_.foreground.row(y);
         for (int x = 0; x < options_.width; ++x) {
-            float* s = subject + 4 * x;
-            const float* b = &behind_[std::size_t(x) * 3];
+            const std::ptrdiff_t i = 3 * std::ptrdiff_t(x);
+            float* s = subject + i + x;
+            const float* b = behind_.data() + i;
             float lens = falloff(x, y);
             for (int c = 0; c < 3; ++c) s[c] *= lens;
             Colour back =
                 Colour{std::min(b[0], 255.f), std::min(b[1], 255.f), std::min(b[2], 255.f)} * lens;
             alpha[x] = to_byte(255 * s[3]);
-            if (s[3] > 0) store(foreground + 3 * x, Colour{s[0], s[1], s[2]} * (1 / s[3]));
-            store(photo + 3 * x, with_noise(Colour{s[0], s[1], s[2]} + back * (1 - s[3]), x, y));
-            if (options_.keep_background) store(scene_.background.row(y) + 3 * x, back);
+            if (s[3] > 0) store(foreground + i, Colour{s[0], s[1], s[2]} * (1 / s[3]));
+            store(photo + i, with_noise(Colour{s[0], s[1], s[2]} + back * (1 - s[3]), x, y));
+            if (options_.keep_background) store(scene_.background.row(y) + i, back);
         }
         cells_.add_row(y, subject, options_.width);
     }
@@ -211,7 +212,8 @@ class Renderer {
     void continue_foreground(int y) {
         const std::uint8_t* alpha = scene_.alpha.row(y);
         for (int x = 0; x < options_.width; ++x)
-            if (alpha[x] == 0) store(scene_.foreground.row(y) + 3 * x, cells_.colour(x, y));
+            if (alpha[x] == 0)
+                store(scene_.foreground.row(y) + 3 * std::ptrdiff_t(x), cells_.colour(x, y));
     }
 
     SceneOptions options_;
