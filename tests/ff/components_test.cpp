@@ -29,12 +29,14 @@ int flood(Bytes& img, Ints& labels) {
 
 TEST(Components, labels_equal_a_flood_fill_in_number_and_order) {
     Random random(5);
-    for (int n = 0; n < 202; ++n) {
-        // Two values make large, winding regions; the last two are a serpentine and a checkerboard.
+    for (int n = 0; n < 203; ++n) {
+        // Two values make large, winding regions; the last are wide: a serpentine, a checkerboard
+        // and busy rows of noise among calm ones.
         const int w = n >= 200 ? 901 : 1 + n % 40, h = n >= 200 ? 300 : random.between(1, 20);
         Bytes img(w, h, n % 5, [&](int x, int y) {
             if (n == 200) return y % 2 == 0 || x == (y % 4 == 1 ? w - 1 : 0) ? 0 : 255;
-            return n == 201 ? (x + y) % 2 : random.below(2 + n % 3);
+            if (n == 201) return (x + y) % 2;
+            return n == 202 && y % 7 > 4 ? x < 500 : random.below(2 + n % 3);
         });
         Ints labels(w, h, n % 3), expected(w, h, 0);
         const int found = ff::ipf_connected_component(img, w, h, img.stride, labels, labels.stride);
