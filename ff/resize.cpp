@@ -2,7 +2,9 @@
 //
 // Positions are corner-aligned: destination sample i stands at source position i * src / dst, in
 // single precision. The bilinear resize interpolates each source row once per use as a row of
-// floats, keeps the last two, and blends them downwards; both loops run over contiguous memory.
+// floats, keeps the last two, and blends them downwards. Rows are done in full: narrow strips,
+// whose lines would fit the first-level cache, cost more in the destination than they save in the
+// lines.
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -12,6 +14,7 @@
 
 #include "ff/multiversion.h"
 #include "ff/raster.h"
+#include "ff/scratch.h"
 
 namespace ff {
 namespace {
@@ -43,19 +46,79 @@ struct bilinear_axis {
     }
 };
 
-// One source row interpolated to the destination's columns x0 .. x1 - 1. C is the number of
-// channels, or 0 for the one given.
+// One source row interpolated to all destination columns, straight from the bytes. C is the number
+// of channels, or 0 for the one given.
 template <int C>
-void stretch_row(const u8* src, const bilinear_axis& columns, int x0, int x1, int channels,
-                 float* out) {
+void stretch_bytes(const u8* src, const bilinear_axis& columns, int dst_w, int channels,
+                   float* out) {
     const int n = C ? C : channels;
-    for (int x = x0; x < x1; ++x, out += n) {
+    for (int x = 0; x < dst_w; ++x, out += n) {
         const u8* a = src + columns.left[std::size_t(x)];
         const u8* b = src + columns.right[std::size_t(x)];
         const float fx = columns.frac[std::size_t(x)];
         for (int c = 0; c < n; ++c) out[c] = fx * float(b[c] - a[c]) + float(a[c]);
     }
 }
+
+// The same from a row of floats, the samples and what is added to each on the way to the next
+// pixel. Pixels of three are taken in groups of four, which is one vector: one sample more is read
+// and one more written than there are.
+template <int C>
+void stretch_floats(const float* samples, const float* steps, const bilinear_axis& columns,
+                    int dst_w, float* out) {
+    constexpr int lanes = C == 3 ? 4 : C;
+    const int* const left = columns.left.get();
+    const float* const frac = columns.frac.get();
+    for (int x = 0; x < dst_w; ++x, out += C) {
+        const float *a = samples + left[x], *to_b = steps + left[x];
+        float group[lanes];
+        for (int c = 0; c < lanes; ++c) group[c] = frac[x] * to_b[c] + a[c];
+        std::memcpy(out, group, sizeof group);
+    }
+}
+
+// Interpolates source rows of bytes to the destination's columns. Where most source samples take
+// part, each is made a float once for the row.
+class row_stretcher {
+  public:
+    static constexpr int spare = 1;  // floats that may be written after the last
+
+    row_stretcher(const bilinear_axis& columns, int dst_w, int channels)
+        : columns_(columns),
+          dst_w_(dst_w),
+          channels_(channels),
+          used_(std::ptrdiff_t(columns.left[std::size_t(dst_w) - 1]) + channels) {
+        const bool grouped = channels == 1 || channels == 3 || channels == 4;
+        if (!grouped || used_ / 2 > std::ptrdiff_t(dst_w) * channels) return;
+        samples_ = make_scratch<float>(used_ + spare);
+        steps_ = make_scratch<float>(used_ + spare);
+        samples_[std::size_t(used_)] = steps_[std::size_t(used_)] = 0.0f;
+    }
+
+    // dst_w * channels floats.
+    void operator()(const u8* src, float* out) const {
+        if (!samples_) {
+            const auto stretch = channels_ == 1   ? stretch_bytes<1>
+                                 : channels_ == 3 ? stretch_bytes<3>
+                                                  : stretch_bytes<0>;
+            return stretch(src, columns_, dst_w_, channels_, out);
+        }
+        float *const samples = samples_.get(), *const steps = steps_.get();
+        const int to_next = columns_.right[0] - columns_.left[0];
+        for (std::ptrdiff_t i = 0; i < used_; ++i) samples[i] = float(src[i]);
+        for (std::ptrdiff_t i = 0; i < used_; ++i) steps[i] = float(src[i + to_next] - src[i]);
+        const auto stretch = channels_ == 1   ? stretch_floats<1>
+                             : channels_ == 3 ? stretch_floats<3>
+                                              : stretch_floats<4>;
+        stretch(samples, steps, columns_, dst_w_, out);
+    }
+
+  private:
+    const bilinear_axis& columns_;
+    int dst_w_, channels_;
+    std::ptrdiff_t used_;             // samples of a row, up to the last left pixel's
+    scratch<float> samples_, steps_;  // null: bytes are taken as they are
+};
 
 // n samples with nothing between them.
 DSCM_KERNEL void blend_samples(const float* top, const float* bottom, float fy, u8* dst,
@@ -82,34 +145,6 @@ void blend_rows(const float* top, const float* bottom, float fy, u8* dst, int ds
     for (int x = 0; x < dst_w; ++x, dst += dst_step)
         for (int c = 0; c < channels; ++c, ++top, ++bottom)
             dst[c] = u8(int(*top + fy * (*bottom - *top)));
-}
-
-// Destination columns that are resized together: two rows of floats stay in the first-level cache.
-constexpr int strip_columns = 1024;
-
-// Columns x0 .. x1 - 1 of every destination row; dst points at column x0. The two lines hold one
-// source row each, stretched; a row is stretched once as long as the rows go downwards.
-void resize_strip(const u8* src, int src_stride, const bilinear_axis& columns,
-                  const bilinear_axis& rows, int x0, int x1, u8* dst, int dst_h, int dst_stride,
-                  int dst_step, int channels, float* top, float* bottom) {
-    int top_row = -1, bottom_row = -1;  // the source rows that the two lines hold
-    const auto stretch_samples = channels == 1   ? stretch_row<1>
-                                 : channels == 3 ? stretch_row<3>
-                                                 : stretch_row<0>;
-    const auto stretch = [&](int row, float* line) {
-        stretch_samples(src + std::ptrdiff_t(row) * src_stride, columns, x0, x1, channels, line);
-    };
-    for (int y = 0; y < dst_h; ++y, dst += dst_stride) {
-        const int want_top = rows.left[std::size_t(y)];
-        const int want_bottom = rows.right[std::size_t(y)];
-        if (want_top == bottom_row) {
-            std::swap(top, bottom);
-            std::swap(top_row, bottom_row);
-        }
-        if (want_top != top_row) stretch(top_row = want_top, top);
-        if (want_bottom != bottom_row) stretch(bottom_row = want_bottom, bottom);
-        blend_rows(top, bottom, rows.frac[std::size_t(y)], dst, x1 - x0, dst_step, channels);
-    }
 }
 
 }  // namespace
@@ -175,12 +210,25 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
     if (!src || !dst || src_w < 1 || src_h < 1 || dst_w < 1 || dst_h < 1 || channels < 1) return;
     const bilinear_axis columns(src_w, dst_w, src_pixel_step);
     const bilinear_axis rows(src_h, dst_h, 1);
-    const int strip = std::min(strip_columns, dst_w);
-    const auto lines = std::make_unique<float[]>(2 * std::size_t(strip) * std::size_t(channels));
-    for (int x0 = 0; x0 < dst_w; x0 += strip)
-        resize_strip(src, src_stride, columns, rows, x0, std::min(x0 + strip, dst_w),
-                     dst + std::ptrdiff_t(x0) * dst_pixel_step, dst_h, dst_stride, dst_pixel_step,
-                     channels, lines.get(), lines.get() + std::ptrdiff_t(strip) * channels);
+    const row_stretcher stretch(columns, dst_w, channels);
+    const std::ptrdiff_t samples = std::ptrdiff_t(dst_w) * channels;
+    const auto lines = make_scratch<float>(2, samples + stretch.spare);
+    float* top = lines.get();
+    float* bottom = top + samples + stretch.spare;
+    int top_row = -1, bottom_row = -1;  // the source rows that the two lines hold
+    for (int y = 0; y < dst_h; ++y) {
+        const int want_top = rows.left[std::size_t(y)], want_bottom = rows.right[std::size_t(y)];
+        if (want_top == bottom_row) {
+            std::swap(top, bottom);
+            std::swap(top_row, bottom_row);
+        }
+        if (want_top != top_row)
+            stretch(src + std::ptrdiff_t(top_row = want_top) * src_stride, top);
+        if (want_bottom != bottom_row)
+            stretch(src + std::ptrdiff_t(bottom_row = want_bottom) * src_stride, bottom);
+        blend_rows(top, bottom, rows.frac[std::size_t(y)], dst + std::ptrdiff_t(y) * dst_stride,
+                   dst_w, dst_pixel_step, channels);
+    }
 }
 
 template void ipf_resize_bl<unsigned char, unsigned char>(const unsigned char*, int, int, int, int,
