@@ -11,64 +11,54 @@
 namespace {
 
 using tools::Image;
+using tools::read_colour;
 
-constexpr int width = 170;
-constexpr int height = 140;
+constexpr int width = 170, height = 140;
 
 // A disc; the distance to its edge is known everywhere.
 double inside_disc(double x, double y) { return 55 - std::hypot(x - 70, y - 70); }
+int mask_at(double x, double y, int) { return inside_disc(x, y) > 0 ? 255 : 0; }
 
 // An orange subject before a blue background, both with some texture.
-Image draw_photo() {
-    Image photo(width, height, 3);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const double alpha = std::clamp(inside_disc(x, y) / 2 + 0.5, 0.0, 1.0);
-            const int grain = (x * 7 + y * 13) % 11;
-            const int subject[3] = {30, 120, 230}, background[3] = {190, 90, 40};
-            for (int c = 0; c < 3; ++c) {
-                photo.row(y)[3 * x + c] =
-                    std::uint8_t(alpha * subject[c] + (1 - alpha) * background[c] + grain);
-            }
-        }
-    }
-    return photo;
-}
-
-template <class F>
-Image draw_map(int w, int h, F value) {
-    Image map(w, h, 1);
-    for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) map.row(y)[x] = std::uint8_t(value(x, y));
-    }
-    return map;
+int subject_at(int x, int y, int c) { return 30 + 100 * c + (x * 7 + y * 13) % 11; }
+int photo_at(int x, int y, int c) {
+    const double alpha = std::clamp(inside_disc(x, y) / 2 + 0.5, 0.0, 1.0);
+    return int(subject_at(x, y, c) + (1 - alpha) * (160 - 175 * c));
 }
 
 struct Result {
     int status;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 class MatteProgram : public ScratchDir {
   protected:
+    template <class F>
+    void draw(const std::string& name, int w, int h, int channels, F value) const {
+        Image image(w, h, channels);
+        for (int i = 0; i < w * h * channels; ++i)
+            image.pixels[std::size_t(i)] =
+                std::uint8_t(value(i / channels % w, i / channels / w, i % channels));
+        tools::write_png(path(name), image);
+    }
+
     MatteProgram() {
-        const auto mask = [](int x, int y) { return inside_disc(x, y) > 0 ? 255 : 0; };
-        const auto trimap = [](int x, int y) {
-            return std::abs(inside_disc(x, y)) < 6 ? 128 : inside_disc(x, y) > 0 ? 255 : 0;
-        };
+        draw("photo.png", width, height, 3, photo_at);
+        draw("mask.png", width, height, 1, mask_at);
+        draw("trimap.png", width, height, 1, [](int x, int y, int) {
+            return std::abs(inside_disc(x, y)) < 6 ? 128 : mask_at(x, y, 0);
+        });
         // The mask at half the size, with the same outer edges.
-        const auto small = [](int x, int y) {
-            return inside_disc(2 * x + 0.5, 2 * y + 0.5) > 0 ? 255 : 0;
-        };
-        tools::write_png(path("photo.png"), draw_photo());
-        tools::write_png(path("mask.png"), draw_map(width, height, mask));
-        tools::write_png(path("trimap.png"), draw_map(width, height, trimap));
-        tools::write_png(path("small.png"), draw_map(width / 2, height / 2, small));
-        Image strokes(width, height, 3);  // green in the disc, red along the left border
-        for (int y = 10; y < 130; ++y) strokes.row(y)[3 * 5 + 2] = 255;
-        for (int y = 50; y < 90; ++y) strokes.row(y)[3 * 70 + 1] = 255;
-        tools::write_png(path("strokes.png"), strokes);
+        draw("small.png", width / 2, height / 2, 1,
+             [](int x, int y, int c) { return mask_at(2 * x + 0.5, 2 * y + 0.5, c); });
+        // Green in the disc, red along the left border.
+        draw("strokes.png", width, height, 3, [](int x, int y, int c) {
+            return std::abs(y - 70) < (x == 5 && c == 2    ? 60
+                                       : x == 70 && c == 1 ? 20
+                                                           : 0)
+                       ? 255
+                       : 0;
+        });
         put("text.png", {'h', 'e', 'l', 'l', 'o'});
         Bytes photo = get(path("photo.png"));
         photo.resize(photo.size() / 2);
@@ -77,9 +67,9 @@ class MatteProgram : public ScratchDir {
     }
 
     // In the scratch directory, with plain words for arguments.
-    Result run(const std::string& arguments, const std::string& before = "") const {
-        const std::string command = "cd " + dir_.string() + " && " + before + " '" DSCM_MATTE "' " +
-                                    arguments + " >.out 2>.err";
+    Result run(const std::string& arguments) const {
+        const std::string command =
+            "cd " + dir_.string() + " && '" DSCM_MATTE "' " + arguments + " >.out 2>.err";
         const int status = std::system(command.c_str());
         const Bytes out = get(path(".out")), err = get(path(".err"));
         std::filesystem::remove(path(".out"));
@@ -89,136 +79,154 @@ class MatteProgram : public ScratchDir {
                 {err.begin(), err.end()}};
     }
 
+    // The matte that these arguments give without a word.
+    Image matte(const std::string& arguments, const std::string& photo = "photo.png") const {
+        const Result result = run(photo + " -o m.png " + arguments);
+        EXPECT_EQ(result.status, 0) << arguments;
+        EXPECT_EQ(result.out + result.err, "") << arguments;
+        return tools::read_grey(path("m.png"));
+    }
+
     // Exits with `status`, says one line that holds `words`, and leaves no file.
-    void expect_refusal(const std::string& arguments, int status, const std::string& words,
-                        const std::string& before = "") const {
-        SCOPED_TRACE(before + " matte " + arguments);
+    void expect_refusal(const std::string& arguments, int status, const std::string& words) const {
+        SCOPED_TRACE("matte " + arguments);
         const auto names = listing();
-        const Result result = run(arguments, before);
+        const Result result = run(arguments);
         EXPECT_EQ(result.status, status);
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_EQ(listing(), names);
     }
-
-    // Largest deviation from the disc beyond `margin` pixels of its edge, where all is known.
-    static int worst_away_from_edge(const Image& matte, double margin) {
-        int worst = 0;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const double distance = inside_disc(x, y);
-                if (std::abs(distance) < margin) continue;
-                worst = std::max(worst, std::abs(matte.row(y)[x] - (distance > 0 ? 255 : 0)));
-            }
-        }
-        return worst;
-    }
 };
 
-TEST_F(MatteProgram, mask_and_trimap_give_the_matte_of_the_disc) {
-    for (const std::string source :
-         {"-s mask.png", "-t trimap.png", "--strokes strokes.png", "--fit -s small.png"}) {
-        SCOPED_TRACE(source);
-        const Result result = run("photo.png -o matte.png " + source);
-        EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.out + result.err, "");
-        const Image matte = tools::read_grey(path("matte.png"));
-        ASSERT_EQ(matte.width, width);
-        ASSERT_EQ(matte.height, height);
-        EXPECT_LE(worst_away_from_edge(matte, 4), 40);
+TEST_F(MatteProgram, every_source_gives_the_matte_of_the_disc) {
+    const Image trimap = tools::read_grey(path("trimap.png"));
+    for (const std::string source : {"-s mask.png", "-t trimap.png", "-t trimap.png --smooth 0",
+                                     "--strokes strokes.png", "--fit -s small.png"}) {
+        const Image made = matte(source);
+        ASSERT_TRUE(made.width == width && made.height == height) << source;
+        int soft = 0;
+        for (int i = 0; i < width * height; ++i) {
+            const int x = i % width, y = i / width, alpha = made.row(y)[x];
+            soft += alpha > 20 && alpha < 235;
+            if (std::abs(inside_disc(x, y)) < 4) continue;
+            ASSERT_NEAR(alpha, mask_at(x, y, 0), 40) << source;
+            ASSERT_TRUE(source.find("--smooth") == std::string::npos || trimap.row(y)[x] == 128 ||
+                        trimap.row(y)[x] == alpha);
+        }
+        EXPECT_GT(soft, 50) << source;
     }
-    const Bytes file = get(path("matte.png"));
+    const Bytes file = get(path("m.png"));
     const Result piped = run("photo.png -o - --fit -s small.png");
     EXPECT_EQ(piped.err, "");
     EXPECT_EQ(Bytes(piped.out.begin(), piped.out.end()), file);
 }
 
-TEST_F(MatteProgram, a_composite_shows_nothing_of_the_old_background) {
-    const Result result =
-        run("photo.png -s mask.png --cutout cut.png --composite c.png --background '#00ff00'");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    const Image composite = tools::read_colour(path("c.png"));
-    const Image colour = tools::read_colour(path("cut.png"));
-    int bluest = 0, dullest = 255;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            // Blue is 190 in the old background, about 30 in the subject and 0 in the new one.
-            bluest = std::max<int>(bluest, composite.row(y)[3 * x]);
-            if (inside_disc(x, y) > 4) dullest = std::min<int>(dullest, colour.row(y)[3 * x + 2]);
-        }
-    EXPECT_LT(bluest, 80);
-    EXPECT_GT(dullest, 220);
+TEST_F(MatteProgram, cut_out_and_composite_show_nothing_of_the_old_background) {
+    const std::string composite = "-s mask.png --composite c.png --background ";
+    const Image alphas = matte(composite + "'#10c820' --cutout cut.png");
+    const Image cut = read_colour(path("cut.png")), flat = read_colour(path("c.png"));
+    const int flat_colour[] = {0x20, 0xc8, 0x10};
+    double photo_error = 0, cut_error = 0;
+    for (int i = 0; i < 3 * width * height; ++i) {
+        const int x = i / 3 % width, y = i / 3 / width, c = i % 3;
+        const int alpha = alphas.row(y)[x], colour = cut.row(y)[3 * x + c];
+        ASSERT_EQ(flat.row(y)[3 * x + c],
+                  (alpha * colour + (255 - alpha) * flat_colour[c] + 127) / 255);
+        ASSERT_TRUE(alpha > 0 || colour == 0) << "hidden, but still there";
+        photo_error += alpha * std::abs(photo_at(x, y, c) - subject_at(x, y, c));
+        cut_error += alpha * std::abs(colour - subject_at(x, y, c));
+    }
+    EXPECT_LT(cut_error, 0.5 * photo_error);
+    EXPECT_EQ(run("photo.png -s mask.png --fg-only -o fg.png").err, "");
+    EXPECT_EQ(read_colour(path("fg.png")).pixels, cut.pixels);
+
+    // Of a wide background in three times the size only the middle shows, whose fine stripes become
+    // their mean.
+    draw("wide.png", 4 * 3 * width, 3 * height, 3,
+         [](int x, int, int c) { return c == 2 && x / (4 * width) == 1 && x % 2 ? 255 : 0; });
+    matte(composite + "wide.png");
+    const Image covered = read_colour(path("c.png"));
+    for (const int y : {0, height - 1})
+        for (const int x : {0, width - 1}) EXPECT_NEAR(covered.row(y)[3 * x + 2], 128, 30);
+}
+
+TEST_F(MatteProgram, strokes_of_one_pixel_survive_on_a_large_photograph) {
+    draw("large.png", 13 * width, 13 * height, 3,
+         [](int x, int y, int c) { return photo_at(x / 13, y / 13, c); });
+    draw("large-strokes.png", 13 * width, 13 * height, 3, [](int x, int y, int c) {
+        return std::abs(y - 900) < 300 && (c == 1 ? x == 911 : c == 2 && x == 41) ? 255 : 0;
+    });
+    const Image made = matte("--strokes large-strokes.png", "large.png");
+    // Within 7 pixels of the disc's borders, on either side.
+    for (const int x : {25, 120}) EXPECT_GT(made.row(13 * 70)[13 * x], 200);
+    for (const int x : {8, 132}) EXPECT_LT(made.row(13 * 70)[13 * x], 55);
 }
 
 TEST_F(MatteProgram, fit_leaves_the_subject_in_its_place) {
     // Without a band and smoothing the matte is the mask.
-    ASSERT_EQ(
-        run("photo.png -o m.png --fit -s small.png --max-band 0 --min-band 0 --smooth 0").status,
-        0);
-    const Image matte = tools::read_grey(path("m.png"));
+    const Image made = matte("--fit -s small.png --max-band 0 --min-band 0 --smooth 0");
     double sum_x = 0, sum_y = 0, count = 0;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            if (matte.row(y)[x] != 255) continue;
-            sum_x += x, sum_y += y, count += 1;
-        }
+    for (int i = 0; i < width * height; ++i) {
+        if (made.pixels[std::size_t(i)] != 255) continue;
+        sum_x += i % width, sum_y += i / width, count += 1;
     }
     EXPECT_NEAR(sum_x / count, 70, 0.1);
     EXPECT_NEAR(sum_y / count, 70, 0.1);
     EXPECT_NEAR(count, 3.14159 * 55 * 55, 100);
 }
 
-TEST_F(MatteProgram, known_trimap_pixels_keep_their_value) {
-    ASSERT_EQ(run("photo.png -o matte.png -t trimap.png --smooth 0").status, 0);
-    const Image trimap = tools::read_grey(path("trimap.png"));
-    const Image matte = tools::read_grey(path("matte.png"));
-    int soft = 0;
-    for (std::size_t i = 0; i < trimap.pixels.size(); ++i) {
-        if (trimap.pixels[i] != 128) {
-            ASSERT_EQ(matte.pixels[i], trimap.pixels[i]);
-        }
-        soft += matte.pixels[i] > 20 && matte.pixels[i] < 235;
-    }
-    EXPECT_GT(soft, 50);
-}
-
 TEST_F(MatteProgram, bad_input_gets_one_line_status_1_and_no_file) {
     std::filesystem::create_directory(path("dir"));
-    const struct {
-        const char *photo, *mask, *output, *named;
-    } table[] = {
-        {"none.png", "mask.png", "out.png", "none.png: No such file"},
-        {"photo.png", "none.png", "out.png", "none.png: No such file"},
-        {"text.png", "mask.png", "out.png", "text.png: not a JPEG or PNG"},
-        {"photo.png", "text.png", "out.png", "text.png: not a JPEG or PNG"},
-        {"half.png", "mask.png", "out.png", "half.png: the PNG file ends"},
-        {"empty.png", "mask.png", "out.png", "empty.png: the file is empty"},
-        {"dir", "mask.png", "out.png", "dir: Is a directory"},
-        {"photo.png", "dir", "out.png", "photo.png: no photo.png, .jpg or .jpeg in dir"},
-        {"photo.png", "small.png", "out.png",
-         "small.png: the mask is 85 x 70 but photo.png is 170 x 140"},
-        {"photo.png", "mask.png", "none/out.png", "none/out.png: No such file"},
-        {"photo.png", "mask.png", "dir", "dir: Is a directory"},
-        {"photo.png", "mask.png", "/dev/full", "/dev/full: No space left"},
-    };
-    for (const auto& row : table) {
-        expect_refusal(std::string(row.photo) + " -s " + row.mask + " -o " + row.output, 1,
-                       row.named);
-    }
-    expect_refusal("photo.png -s mask.png --max-pixels 23000", 1, "photo.png: 170 x 140 pixels");
+    const std::pair<const char*, const char*> table[] = {
+        {"none.png -s mask.png", "none.png: No such file"},
+        {"photo.png -s none.png", "none.png: No such file"},
+        {"text.png -s mask.png", "text.png: not a JPEG or PNG"},
+        {"photo.png -s text.png", "text.png: not a JPEG or PNG"},
+        {"half.png -s mask.png", "half.png: the PNG file ends"},
+        {"empty.png -s mask.png", "empty.png: the file is empty"},
+        {"dir -s mask.png", "dir: Is a directory"},
+        {"photo.png -s dir", "photo.png: no photo.png, .jpg or .jpeg in dir"},
+        {"photo.png -s small.png", "small.png: the mask is 85 x 70 but photo.png is 170 x 140"},
+        {"photo.png --strokes mask.png", "mask.png: no pure green"},
+        {"photo.png -s mask.png --max-pixels 23000", "photo.png: 170 x 140 pixels"},
+        {"photo.png -s mask.png -o none/out.png", "none/out.png: No such file"},
+        {"photo.png -s mask.png -o dir", "dir: Is a directory"},
+        {"photo.png -s mask.png -o /dev/full", "/dev/full: No space left"},
+        {"photo.png -s mask.png -o m.png --cutout /dev/full", "/dev/full: No space left"},
+        {"photo.png -s mask.png -o m.png --cutout none/c.png", "none/c.png: No such file"},
+        {"photo.png -s mask.png --composite c.png --background text.png", "text.png: not a JPEG"}};
+    for (const auto& [arguments, words] : table) expect_refusal(arguments, 1, words);
 }
 
 TEST_F(MatteProgram, misuse_gets_one_line_and_status_2) {
     for (const std::string arguments :
-         {"", "photo.png", "-s mask.png", "photo.png -s mask.png -t trimap.png",
-          "photo.png -s mask.png --step 0", "photo.png -s mask.png --threshold 256",
-          "photo.png -s mask.png --smooth x", "photo.png -s mask.png --no-such-option",
-          "photo.png -t trimap.png --max-band 9", "photo.png half.png -s mask.png",
+         {"",
+          "photo.png",
+          "-s mask.png",
+          "photo.png -s mask.png -t trimap.png",
+          "photo.png -s mask.png --step 0",
+          "photo.png -s mask.png --threshold 256",
+          "photo.png -s mask.png --smooth x",
+          "photo.png -s mask.png --no-such-option",
+          "photo.png -t trimap.png --max-band 9",
+          "photo.png half.png -s mask.png",
           "photo.png half.png -s mask.png -s mask.png -o out.png",
-          "photo.png ./photo.png -s mask.png -s mask.png", "photo.png -s mask.png -o ./mask.png",
-          "photo.png -s mask.png -o out.jpg", "photo.png -s mask.png -o out.png --output-dir ."}) {
+          "photo.png ./photo.png -s mask.png -s mask.png",
+          "photo.png -s mask.png -o ./mask.png",
+          "photo.png -s mask.png -o out.jpg",
+          "photo.png -s mask.png -o out.png --output-dir .",
+          "photo.png -s mask.png --strokes strokes.png",
+          "photo.png --strokes strokes.png --threshold 9",
+          "photo.png -s mask.png --composite c.png",
+          "photo.png -s mask.png --background '#fff' --composite c.png",
+          "photo.png -s mask.png --background small.png --composite ./small.png",
+          "photo.png -s mask.png --cutout out.jpg",
+          "photo.png -s mask.png --cutout ./photo.png",
+          "photo.png -s . --cutout mask.png -o ./mask.png",
+          "photo.png -s mask.png --cutout - -o -",
+          "photo.png half.png -s mask.png -s mask.png --cutout out.png"}) {
         expect_refusal(arguments, 2, "matte: ");
     }
 }
@@ -226,59 +234,52 @@ TEST_F(MatteProgram, misuse_gets_one_line_and_status_2) {
 TEST_F(MatteProgram, one_failure_does_not_stop_the_other_photographs) {
     const Bytes photo = get(path("photo.png")), mask = get(path("mask.png"));
     std::filesystem::create_directory(path("masks"));
-    for (const char* name : {"a.png", "b.png", "c.png"}) {
+    for (const std::string name : {"a.png", "b.png", "c.png"}) {
         put(name, photo);
-        put(std::string("masks/") + name, mask);
+        put("masks/" + name, mask);
     }
     put("b.png", {'b', 'a', 'd'});
+    expect_refusal("a.png -s masks --cutout masks/a.png", 2, "would replace an input");
     for (const std::string masks : {"-s masks", "-s mask.png -s mask.png -s mask.png"}) {
         const Result result =
-            run(masks + " --max-band 3 --output-dir out/mattes a.png b.png c.png");
+            run(masks + " --max-band 3 --output-dir out/m --cutout out/cuts a.png b.png c.png");
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err, "matte: b.png: not a JPEG or PNG file\n");
-        EXPECT_EQ(get(path("out/mattes/a-matte.png")), get(path("out/mattes/c-matte.png")));
-        EXPECT_FALSE(get(path("out/mattes/a-matte.png")).empty());
-        EXPECT_FALSE(std::filesystem::exists(path("out/mattes/b-matte.png")));
+        for (const std::string start : {"out/m/", "out/cuts/"}) {
+            const std::string end = start == "out/m/" ? "-matte.png" : "-cutout.png";
+            const Bytes made = get(path(start + "a" + end));
+            EXPECT_TRUE(!made.empty() && made == get(path(start + "c" + end))) << end;
+            EXPECT_FALSE(std::filesystem::exists(path(start + "b" + end)));
+        }
         std::filesystem::remove_all(path("out"));
     }
 }
 
 TEST_F(MatteProgram, threshold_cuts_soft_masks_and_keep_drops_the_smaller_part) {
-    // 90 on the disc, 200 on a square far from it.
-    tools::write_png(path("soft.png"), draw_map(width, height, [](int x, int y) {
-                         return x >= 150 && y >= 120 && x < 165 && y < 135 ? 200
-                                : inside_disc(x, y) > 0                    ? 90
-                                                                           : 10;
-                     }));
-    const auto matte = [this](const std::string& options) {
-        const Result result =
-            run("photo.png -s soft.png --max-band 0 --min-band 0 -o m.png " + options);
-        EXPECT_EQ(result.status, 0) << result.err;
-        return tools::read_grey(path("m.png"));
-    };
-    const auto at = [](const Image& image, int x, int y) { return int(image.row(y)[x]); };
-    const Image upper = matte("");
-    EXPECT_EQ(at(upper, 70, 70), 0);
-    EXPECT_EQ(at(upper, 158, 128), 255);
-    const Image both = matte("--threshold 90");
-    EXPECT_EQ(at(both, 70, 70), 255);
-    EXPECT_EQ(at(both, 158, 128), 255);
-    const Image largest = matte("--threshold 90 --keep 1");
-    EXPECT_EQ(at(largest, 70, 70), 255);
-    EXPECT_EQ(at(largest, 158, 128), 0);
+    draw("soft.png", width, height, 1, [](int x, int y, int) {
+        const bool square = x >= 150 && y >= 120 && x < 165 && y < 135;
+        return square ? 200 : inside_disc(x, y) > 0 ? 90 : 10;
+    });
+    const std::tuple<const char*, int, int> table[] = {
+        {"", 0, 255}, {"--threshold 90", 255, 255}, {"--threshold 90 --keep 1", 255, 0}};
+    for (const auto& [options, disc, square] : table) {
+        const Image made = matte("-s soft.png --max-band 0 --min-band 0 " + std::string(options));
+        EXPECT_EQ(made.row(70)[70], disc) << options;
+        EXPECT_EQ(made.row(128)[158], square) << options;
+    }
 }
 
 TEST_F(MatteProgram, verbose_and_notes_go_to_standard_error) {
-    const Result verbose = run("photo.png -v -s mask.png -o m.png");
-    EXPECT_EQ(verbose.out, "");
-    for (const char* word : {"170 x 140", "unknowns", "reading", "solving", "writing"}) {
-        EXPECT_NE(verbose.err.find(word), std::string::npos) << verbose.err;
+    const std::pair<const char*, std::vector<const char*>> table[] = {
+        {"-v -s mask.png", {"170 x 140", "unknowns", "reading", "solving", "writing"}},
+        {"-t mask.png", {"mask.png: note: no pixel of the trimap is 128"}},
+        {"-s mask.png --max-band 45", {"photo.png: note: no subject is left"}}};
+    for (const auto& [options, words] : table) {
+        const Result result = run("photo.png -o m.png " + std::string(options));
+        EXPECT_TRUE(result.status == 0 && result.out.empty()) << options;
+        for (const char* word : words)
+            EXPECT_NE(result.err.find(word), std::string::npos) << result.err;
     }
-    const Result note = run("photo.png -t mask.png -o m.png");
-    EXPECT_EQ(note.status, 0);
-    EXPECT_NE(note.err.find("mask.png: note: no pixel of the trimap is 128"), std::string::npos);
-    const Result lost = run("photo.png -s mask.png --max-band 45 -o m.png");
-    EXPECT_NE(lost.err.find("photo.png: note: no subject is left"), std::string::npos) << lost.err;
     EXPECT_EQ(run("--version").out.rfind("matte ", 0), 0u);
     EXPECT_NE(run("--help").out.find("--segmentation"), std::string::npos);
 }
