@@ -5,6 +5,8 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "tests/support/digest.h"
+
 namespace {
 
 using tools::Framing;
@@ -13,12 +15,11 @@ using tools::render_scene;
 using tools::Scene;
 using tools::SceneOptions;
 
-// FNV-1a over all pictures of a scene.
 std::uint64_t digest(const Scene& s) {
-    std::uint64_t h = 0xcbf29ce484222325u;
+    Digest all;
     for (const Image* image : {&s.photo, &s.alpha, &s.foreground, &s.mask, &s.trimap})
-        for (std::uint8_t byte : image->pixels) h = (h ^ byte) * 0x100000001b3u;
-    return h;
+        all.add(image->pixels);
+    return all.value;
 }
 
 SceneOptions sized(int width, int height, unsigned seed, Framing framing = Framing::centred) {

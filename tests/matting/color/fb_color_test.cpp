@@ -1,84 +1,145 @@
 #include "matting/color/fb_color.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
-#include <utility>
 
-#include "tests/matting/color/plain_fb_color.h"
+#include "matting/color/samples.h"
+#include "tests/support/digest.h"
+#include "tests/support/guarded_raster.h"
 
 namespace {
 
-// Of pictures whose colours repeat and vary, with more or less noise on top of the gradients.
-void expect_plain(const char* name, int seed, int w, int h,
-                  const std::function<int(Random&, int x, int y)>& alpha_at, int lo = 1,
-                  int hi = 253) {
-    Random random(seed);
-    Bytes image(3 * w, h, seed % 4, [&](int x, int y) {
-        return std::min(60 + x / 3 * 2 + x % 3 * 20 + y + random.below(seed % 3 * 20 + 1), 255);
-    });
-    Bytes alpha(w, h, seed % 4 / 2,
-                [&](int x, int y) { return std::clamp(alpha_at(random, x, y), 0, 255); });
-    const auto expected = plain::estimate(w, h, image.payload(), alpha.payload(), lo, hi).colours;
-    const Map untouched(3 * w * h, Bytes::pattern);
-    for (int wanted : {plain::low | plain::high, plain::low, plain::high}) {
-        Bytes low(3 * w, h, 1), high(3 * w, h, 2);
-        u8* to_low = wanted & plain::low ? &low(0, 0) : nullptr;
-        u8* to_high = wanted & plain::high ? &high(0, 0) : nullptr;
-        mat_estimate_fb_color(image, w, h, image.stride, alpha, alpha.stride, to_low, low.stride,
-                              to_high, high.stride, lo, hi);
-        EXPECT_EQ(low.payload(), to_low ? expected[plain::low] : untouched) << name << seed;
-        EXPECT_EQ(high.payload(), to_high ? expected[plain::high] : untouched) << name << seed;
+using Alpha = std::function<int(Random&, int x, int y)>;
+
+// Colours that repeat and vary, with more or less noise on top of their gradients.
+struct Picture {
+    Picture(int seed, int width, int height, const Alpha& alpha_at)
+        : w(width),
+          h(height),
+          random(seed),
+          image(3 * w, h, seed % 4,
+                [=](int x, int y) {
+                    const int noise = random.below(seed % 3 * 20 + 1);
+                    return std::min(60 + x / 3 * 2 + x % 3 * 20 + y + noise, 255);
+                }),
+          alpha(w, h, seed % 4 / 2,
+                [&](int x, int y) { return std::clamp(alpha_at(random, x, y), 0, 255); }) {}
+    int w, h;
+    Random random;
+    Bytes image, alpha;
+};
+
+// Of the definite pixels around (x, y), ring after ring until there are 100 of both sides.
+struct Walk {
+    Walk(const color::_LevelData& level, const color::composite& target, int x, int y) {
+        long count[3] = {0, 0, 0}, sum[3] = {0, 0, 0};
+        const auto visit = [&](int i, int j) {
+            if (i < 0 || j < 0 || i >= level.width || j >= level.height) return;
+            const u8 *colour = level.image_at(i, j), side = level.class_row(j)[i];
+            const int e = target.error(colour);
+            if (side == color::high_side && e < error) error = e, best = colour;
+            for (int c = 0; side == color::low_side && c < 3; ++c) sum[c] += colour[c];
+            ++count[side];
+        };
+        for (int r = 1; std::min(count[1], count[2]) < 100 && r < level.width; ++r)
+            for (int side = 0; side < 4; ++side)
+                for (int k = -r; k < r; ++k)
+                    visit(x + std::array{k, r, -k, -r}[side], y + std::array{-r, k, r, -k}[side]);
+        for (int c = 0; c < 3 && count[1]; ++c) mean[c] = u8(sum[c] / count[1]);
     }
+    int error = INT_MAX;
+    const u8* best = nullptr;
+    Map mean{7, 7, 7};  // where there are none
+};
+
+TEST(Gatherer, samples_are_those_of_a_walk_ring_after_ring) {
+    const int w = 88, h = 64;
+    for (int n = 0; n < 7; ++n) {
+        // A pixel, a thin grid or more of one side, far from most mixed pixels; or nothing of it.
+        const int scarce = n % 2 ? 1 : 255;
+        Picture p(n, w, h, [=](Random& r, int x, int y) {
+            const bool is_scarce[] = {x == 71 && y == 3, x % 6 == 1 && y % 6 == 1, x > 70, false};
+            return is_scarce[n / 2] ? scarce : y > 18 ? r.between(2, 250) : 256 - scarce;
+        });
+        Bytes classes(w, h, 3, [&](int x, int y) {
+            return p.alpha(x, y) == 1 ? 1 : p.alpha(x, y) == 255 ? 2 : 0;
+        });
+        color::_LevelData level;
+        level.InitLevel(p.image, w, h, p.image.stride, p.alpha, p.alpha.stride, classes,
+                        classes.stride, w, h, true);
+        color::gatherer samples(level);
+        classes.each([&](int x, int y) {
+            if (classes(x, y)) return;
+            Map mean{7, 7, 7}, low{u8(x), u8(y), u8(x + y)};
+            const color::composite target(p.alpha(x, y), low.data(), level.image_at(x, y));
+            samples.gather(x, y);
+            samples.low_mean(mean.data());
+            const u8* const best = samples.best_high(target);
+            if ((x + y) % 4) return;
+            const Walk walk(level, target, x, y);
+            ASSERT_EQ(mean, walk.mean) << n << ' ' << x << ' ' << y;
+            ASSERT_EQ(best, walk.best) << n << ' ' << x << ' ' << y;
+        });
+    }
+}
+
+// Digest of both sides, which come out alone as together.
+void estimate(Digest& digest, const Picture& p, int lo = 1, int hi = 253) {
+    Bytes low(3 * p.w, p.h, 1), high(3 * p.w, p.h, 2), low_alone(3 * p.w, p.h, 0),
+        high_alone(3 * p.w, p.h, 0);
+    const auto run = [&](Bytes* to_low, Bytes* to_high) {
+        mat_estimate_fb_color(p.image, p.w, p.h, p.image.stride, p.alpha, p.alpha.stride,
+                              to_low ? *to_low + 0 : nullptr, to_low ? to_low->stride : 0,
+                              to_high ? *to_high + 0 : nullptr, to_high ? to_high->stride : 0, lo,
+                              hi);
+    };
+    run(&low, &high), run(&low_alone, nullptr), run(nullptr, &high_alone);
+    EXPECT_TRUE(low.payload() == low_alone.payload() && high.payload() == high_alone.payload());
+    digest.add(low.payload()), digest.add(high.payload());
 }
 
 // A soft edge at x = 0 with holes in it.
 int soft(Random& random, int x) { return 20 * x + random.between(108, 148); }
 
-TEST(FbColor, equals_a_plain_estimate) {
+TEST(FbColor, estimates_are_the_same_bytes_as_ever) {
+    Digest digest;
     for (int n = 1; n <= 3; ++n) {
-        expect_plain("edge", n, 50, 40, [](Random& r, int x, int) { return soft(r, x - 25); });
-        expect_plain("wide band", n, 110, 70, [](Random&, int x, int y) { return 3 * x - y; });
         const auto holes = [](Random& r, int x, int y) {
             return (x / 9 + y / 9) % 3 == 0 ? r.below(256) : soft(r, x - 18);
         };
-        expect_plain("holes", n, 37, 70, holes, 40, 200);
         const auto salt = [](Random& r, int, int) {
             return r.below(4) ? r.between(1, 253) : r.below(2) * 255;
         };
-        expect_plain("salt", n, 45, 33, salt);
         const auto halved = [](Random& r, int x, int) { return soft(r, x - 20) / (1 + x % 2); };
-        expect_plain("lo 0", n, 40, 40, halved, 0, 60);
+        estimate(digest, {n, 50, 40, [](Random& r, int x, int) { return soft(r, x - 25); }});
+        estimate(digest, {n, 110, 70, [](Random&, int x, int y) { return 3 * x - y; }});
+        estimate(digest, {n, 37, 70, holes}, 40, 200);
+        estimate(digest, {n, 45, 33, salt});
+        estimate(digest, {n, 40, 40, halved}, 0, 60);
     }
     const auto few = [](Random& r, int, int) { return r.below(3) * 127 + r.below(2); };
     for (int n = 0; n < 120; ++n)
-        expect_plain("small", n, 1 + n % 8, 1 + n / 8 % 8, few, n % 5 ? 1 : 0, n % 7 ? 253 : 255);
+        estimate(digest, {n, 1 + n % 8, 1 + n / 8 % 8, few}, n % 5 ? 1 : 0, n % 7 ? 253 : 255);
     const auto middle = [](Random& r, int, int) { return r.between(90, 110); };
     for (const auto& [lo, hi] : {std::pair(100, 100), std::pair(200, 9), std::pair(255, 255)})
-        expect_plain("odd limits", lo, 10, 9, middle, lo, hi);
-}
-
-TEST(FbColor, scarce_and_missing_sides_equal_a_plain_estimate) {
-    // Sides that lie on odd columns and rows are lost with the first halving, so that the scarce
-    // side has to be looked for at full size, far away.
+        estimate(digest, {lo, 10, 9, middle}, lo, hi);
+    // Sides on odd columns and rows are lost with the first halving; then there is none of one.
     for (int scarce : {0, 255}) {
-        const int rest = 255 - scarce;
-        const auto lonely = [=](Random& r, int x, int y) {
-            return x == 71 && y == 3 ? scarce : y > 30 ? r.between(2, 250) : rest;
-        };
+        const int rest = 255 - scarce, n = scarce ? 1 : 2;
         const auto sparse = [=](Random& r, int x, int y) {
             return x % 4 == 1 && y % 4 == 1 ? scarce : y > 10 ? r.between(2, 250) : rest;
         };
         const auto missing = [=](Random& r, int x, int y) {
             return y > x % 40 ? r.between(2, 250) : rest;
         };
-        const int seed = scarce ? 1 : 2;
-        expect_plain("lonely", seed, 90, 66, lonely);
-        expect_plain("sparse", seed, 120, 64, sparse);
-        expect_plain("missing", seed, 47, 45, missing);
+        estimate(digest, {n, 120, 64, sparse});
+        estimate(digest, {n, 47, 45, missing});
     }
-    expect_plain("neither", 1, 33, 20, [](Random& r, int, int) { return r.between(2, 250); });
-    expect_plain("no mixed", 1, 60, 20, [](Random&, int x, int) { return x % 2 * 255; });
+    estimate(digest, {1, 33, 20, [](Random& r, int, int) { return r.between(2, 250); }});
+    estimate(digest, {1, 60, 20, [](Random&, int x, int) { return x % 2 * 255; }});
+    EXPECT_EQ(digest.value, 9737125404389573663u);
 }
 
 TEST(FbColor, known_smooth_colours_come_back_and_reproduce_the_picture) {
