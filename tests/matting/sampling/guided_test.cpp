@@ -1,5 +1,3 @@
-#include <cmath>
-
 #include "ff/raster.h"
 #include "matting/sampling/usam.h"
 #include "tests/support/guarded_raster.h"
@@ -22,9 +20,9 @@ struct Pictures {
           map(lo_w, lo_h, 0, noise(random)),
           idx(2 * w, h, n % 5, [](int, int) { return -1; }),
           wt(w, h, n % 3) {}
-    void fill_tables(const u8* where, int stride, int mode = 3) {
+    void fill_tables(const u8* where, int stride) {
         usam_calc_weights_8u_c3(img, w, h, img.stride, where, stride, lo, lo_w, lo_h, lo.stride,
-                                idx, idx.stride, wt, wt.stride, mode);
+                                idx, idx.stride, wt, wt.stride, 3);
     }
     // Guided where `where` is set, bilinear elsewhere.
     void masked(Bytes& values, Bytes& where, Bytes& dst) {
@@ -42,27 +40,6 @@ struct Pictures {
     Ints idx;
     Shorts wt;
 };
-
-TEST(Guided, four_byte_pixels_give_the_tables_of_three) {
-    for (int n = 0; n < 20; ++n) {
-        Pictures p(n);
-        const auto widened = [&](Bytes& three) {
-            return [&](int x, int y) {
-                return x % 4 < 3 ? three(x / 4 * 3 + x % 4, y) : p.random.below(256);
-            };
-        };
-        Bytes img(4 * p.w, p.h, n % 3, widened(p.img)), lo(4 * p.lo_w, p.lo_h, 1, widened(p.lo));
-        Ints idx(2 * p.w, p.h, 1, [](int, int) { return -1; });
-        Shorts wt(p.w, p.h, 0);
-        const int mode = n % 3 + 1;
-        const u8* const where = n % 2 ? &p.mask(0, 0) : nullptr;
-        p.fill_tables(where, p.mask.stride, mode);
-        usam_calc_weights_8u_c4(img, p.w, p.h, img.stride, where, p.mask.stride, lo, p.lo_w, p.lo_h,
-                                lo.stride, idx, idx.stride, wt, wt.stride, mode);
-        EXPECT_EQ(idx.payload(), p.idx.payload()) << n;
-        EXPECT_EQ(wt.payload(), p.wt.payload()) << n;
-    }
-}
 
 TEST(Guided, an_update_completes_exactly_what_was_missing) {
     for (int n = 0; n < 20; ++n) {
@@ -122,31 +99,6 @@ TEST(Guided, an_alpha_is_guided_in_its_transition_zone) {
                    marks, p.lo_w);
         EXPECT_EQ(marks.payload(), alpha.payload()) << "a copy at its own size";
     }
-}
-
-TEST(Guided, the_pictures_own_grey_comes_back_better_than_bilinear) {
-    // Strands of hair before a graded background.
-    const int w = 160, h = 120, lo_w = 40, lo_h = 30;
-    const auto shade = [](int x, int y) {
-        const int strand = (x + y / 3 + int(6 * std::sin(y / 9.0))) % 23;
-        return strand < 3 ? 40 + 10 * strand : 150 + x / 4 + y / 6;
-    };
-    Bytes img(3 * w, h, 0, [&](int x, int y) { return shade(x / 3, y) - 10 * (x % 3); });
-    Bytes lo(3 * lo_w, lo_h, 0), map(lo_w, lo_h, 0), all(w, h, 0, [](int, int) { return 1; });
-    ff::ipf_resize_nn(img, w, h, img.stride, 3, lo, lo_w, lo_h, lo.stride, 3, ff::ccn<3>());
-    map.fill([&](int x, int y) { return lo(3 * x + 1, y); });
-    const auto error = [&](const u8* where) {
-        Bytes out(w, h, 0);
-        usam_masked_c1(lo, lo_w, lo_h, lo.stride, map, lo_w, img, w, h, img.stride, where, w, out,
-                       w);
-        double sum = 0;
-        out.each([&](int x, int y) { sum += std::abs(out(x, y) - img(3 * x + 1, y)); });
-        return sum / (w * h);
-    };
-    const double guided = error(all);
-    all.fill([](int, int) { return 0; });
-    const double bilinear = error(all);
-    EXPECT_LT(guided, bilinear / 3) << "mean errors in levels";
 }
 
 TEST(Guided, opacity_is_interleaved_into_the_fourth_byte) {

@@ -11,13 +11,13 @@ using Shorts = GuardedRaster<short>;
 // The pair search for one pixel, in the words of its definition. (cx, cy): the centre of 3 x 3
 // candidates, or the upper left of the four of a square, clockwise.
 struct Choice {
-    Choice(const u8* p, Bytes& lo, int cx, int cy, bool square) {
-        const int corner[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}}, lo_w = lo.w / 3;
+    Choice(const u8* p, Bytes& lo, int channels, int cx, int cy, bool square) {
+        const int corner[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}}, lo_w = lo.w / channels;
         std::vector<int> at;
         for (int k = 0; k < (square ? 4 : 9); ++k)
             at.push_back((cy + (square ? corner[k][1] : k / 3 - 1)) * lo_w + cx +
                          (square ? corner[k][0] : k % 3 - 1));
-        const auto colour = [&](int i) { return &lo(3 * (at[i] % lo_w), at[i] / lo_w); };
+        const auto colour = [&](int i) { return &lo(channels * (at[i] % lo_w), at[i] / lo_w); };
         const auto distance = [&](const u8* c) {
             int d = 1;
             for (int k = 0; k < 3; ++k) d += (c[k] - p[k]) * (c[k] - p[k]);
@@ -42,26 +42,32 @@ TEST(Upsample, weights_equal_a_plain_search_in_both_neighbourhoods) {
     Random random(21);
     for (int n = 0; n < 60; ++n) {
         const bool square = n % 2, masked = n % 3 == 0;
+        const int c = n % 8 < 2 ? 4 : 3;  // bytes a pixel
         const int least = square ? 0 : 1, mode = square ? 2 : 3 - n % 4;
         const int lo_w = random.between(2 + least, 12), lo_h = random.between(2 + least, 9);
         const int w = random.between(2, 40), h = random.between(2, 15);
         // Flat pictures and such of few colours have ties and errors of 0.
         const int base = n % 5 == 4 ? 90 : 0, top = base ? base : n % 4 == 1 ? 2 : 255;
-        Bytes img(3 * w, h, n % 4, noise(random, base, top)), mask(w, h, 1, noise(random, 0, 2));
-        Bytes lo(3 * lo_w, lo_h, n % 5, noise(random, base, top));
+        Bytes img(c * w, h, n % 4, noise(random, base, top)), mask(w, h, 1, noise(random, 0, 2));
+        Bytes lo(c * lo_w, lo_h, n % 5, noise(random, base, top));
         Ints idx(2 * w, h, n % 3, [](int, int) { return -1; });
         Shorts wt(w, h, n % 4);
-        usam_calc_weights_8u_c3(img, w, h, img.stride, masked ? mask + 0 : nullptr, mask.stride,
-                                u8(n), lo, lo_w, lo_h, lo.stride, idx, idx.stride, wt, wt.stride,
-                                mode);  // whatever the label is
+        const u8* const where = masked ? mask + 0 : nullptr;
+        if (c == 4)
+            usam_calc_weights_8u_c4(img, w, h, img.stride, where, mask.stride, lo, lo_w, lo_h,
+                                    lo.stride, idx, idx.stride, wt, wt.stride, mode);
+        else  // whatever the label is
+            usam_calc_weights_8u_c3(img, w, h, img.stride, where, mask.stride, u8(n), lo, lo_w,
+                                    lo_h, lo.stride, idx, idx.stride, wt, wt.stride, mode);
         const double rx = (lo_w - 1) / double(w - 1), ry = (lo_h - 1) / double(h - 1);
         wt.each([&](int x, int y) {
-            Choice c(&img(3 * x, y), lo, std::clamp(int(rx * x + 0.5), least, lo_w - 2),
-                     std::clamp(int(ry * y + (square ? 0 : 0.5)), least, lo_h - 2), square);
-            if (masked && mask(x, y) == 0) c.first = c.second = -1, c.weight = Shorts::pattern;
-            ASSERT_EQ(idx(2 * x, y), c.first) << n;
-            ASSERT_EQ(idx(2 * x + 1, y), c.second) << n;
-            ASSERT_EQ(wt(x, y), c.weight) << n;
+            Choice best(&img(c * x, y), lo, c, std::clamp(int(rx * x + 0.5), least, lo_w - 2),
+                        std::clamp(int(ry * y + (square ? 0 : 0.5)), least, lo_h - 2), square);
+            if (masked && mask(x, y) == 0)
+                best.first = best.second = -1, best.weight = Shorts::pattern;
+            ASSERT_EQ(idx(2 * x, y), best.first) << n;
+            ASSERT_EQ(idx(2 * x + 1, y), best.second) << n;
+            ASSERT_EQ(wt(x, y), best.weight) << n;
         });
     }
 }
