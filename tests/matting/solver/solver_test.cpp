@@ -202,24 +202,6 @@ TEST(Solve, equals_dense_elimination_and_leaves_the_record_as_it_was) {
     }
 }
 
-TEST(Solve, known_pixels_that_agree_give_their_value_everywhere) {
-    for (int value : {0, 1, 127, 129, 255}) {
-        for (const auto& s : shapes) {
-            Problem p(s.w, s.h, 9, s.contrast, s.mask);
-            p.trimap.fill([&](int x, int y) { return s.mask(x, y) ? 128 : value; });
-            // Without mask data every pixel is pinned by its own trimap byte.
-            for (bool whole : {false, true}) {
-                p.alpha.fill(
-                    [&](int x, int y) { return x == 0 || !(whole || s.mask(x, y)) ? value : 99; });
-                mat_data d;
-                whole ? p.assemble_whole(d) : p.assemble(d, d);
-                p.run(d);
-                EXPECT_EQ(p.alpha.payload(), Map(s.w * s.h, u8(value))) << s.name << whole;
-            }
-        }
-    }
-}
-
 TEST(Solve, a_masked_part_of_a_whole_record_equals_its_own_system) {
     Problem p(26, 23, 5, 120, disc(12, 11, 40));
     p.alpha.fill([](int x, int y) { return x < 12 ? 4 * y : 250; });

@@ -103,24 +103,6 @@ TEST(Trimap, band_is_the_union_of_the_boundary_pixels_squares) {
     }
 }
 
-TEST(Trimap, the_long_band_widens_with_the_contrast_and_spares_the_pictures_edge) {
-    // Differences of 5 and 50 a channel are the ends; 30 lies at 2625 / 7425 of the way.
-    const struct {
-        int difference, low, high, half;
-    } table[] = {{0, 5, 50, 1},  {5, 5, 50, 1},   {30, 5, 50, 4},  {50, 5, 50, 9},
-                 {90, 5, 50, 9}, {30, 30, 30, 1}, {31, 30, 30, 9}, {30, 50, 5, 6}};
-    for (const auto& t : table) {
-        Scene s(40, 30, 1);
-        s.rectangle(20, 0, 40, 30, 255);
-        s.img.fill([&](int x, int) { return 100 + t.difference * (x / 3 >= 20); });
-        const Map map = s.made({9, 1.0, 3, t.low, t.high, 1}, true);
-        for (int i = 0; i < 40 * 30; ++i) {
-            const int x = i % 40, known = x < 20 ? 0 : 255;
-            ASSERT_EQ(map[i], x >= 20 - t.half && x < 20 + t.half ? 128 : known) << t.difference;
-        }
-    }
-}
-
 TEST(Trimap, any_band_scale_and_step_ends_quickly) {
     const double inf = std::numeric_limits<double>::infinity(), nan = inf - inf;
     const double scales[] = {nan, inf, -inf, 1e30, -1e30, 1, -1, 0};
