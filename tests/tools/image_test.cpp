@@ -3,7 +3,9 @@
 #include "tools/image/image.h"
 
 #include <png.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -15,6 +17,7 @@
 
 namespace {
 
+using u8 = std::uint8_t;
 using tools::encode_png;
 using tools::Image;
 using tools::ImageError;
@@ -117,6 +120,49 @@ std::string error_of(const std::string& file, long long max_pixels = tools::defa
     } catch (const ImageError& error) {
         return error.what();
     }
+}
+
+Bytes big_endian(std::size_t v) { return {u8(v >> 24), u8(v >> 16), u8(v >> 8), u8(v)}; }
+
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+Bytes png_chunk(const Bytes& type, const Bytes& content) {
+    const Bytes body = type + content;
+    return big_endian(content.size()) + body + big_endian(crc32(0, body.data(), uInt(body.size())));
+}
+
+// A PNG file that ends where its picture begins.
+Bytes png_header(std::size_t w, std::size_t h, u8 depth, u8 colour_type, u8 interlaced) {
+    return Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10} +
+           png_chunk({'I', 'H', 'D', 'R'},
+                     big_endian(w) + big_endian(h) + Bytes{depth, colour_type, 0, 0, interlaced}) +
+           Bytes{0, 0, 0, 9, 'I', 'D', 'A', 'T'};
+}
+
+// Grey 8 x 8, progressive, in so many scans.
+Bytes jpeg_of_scans(int scans) {
+    Bytes file = {0xFF, 0xD8, 0xFF, 0xDB, 0, 67, 0};
+    file.insert(file.end(), 64, 1);  // quantisation
+    file.insert(file.end(), {0xFF, 0xC2, 0, 11, 8, 0, 8, 0, 8, 1, 1, 0x11, 0});
+    for (const u8 table : {0x00, 0x10}) {  // one code, of one bit, for 0
+        file.insert(file.end(), {0xFF, 0xC4, 0, 20, table, 1});
+        file.insert(file.end(), 16, 0);
+    }
+    for (int i = 0; i < scans; ++i) {
+        const auto first = u8(i > 0), last = u8(i > 0 ? 63 : 0);
+        file.insert(file.end(), {0xFF, 0xDA, 0, 8, 1, 1, 0, first, last, 0, 0x7F});
+    }
+    file.insert(file.end(), {0xFF, 0xD9});
+    return file;
+}
+
+long peak_kilobytes() {
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
 }
 
 using ImageFile = ScratchDir;
@@ -243,8 +289,36 @@ TEST_F(ImageFile, too_many_pixels_are_refused_from_the_header) {
     // The headers of 65500 x 65500 pixels, of which there is not a row.
     const Bytes huge = {0xFF, 0xD8, 0xFF, 0xC0, 0, 11, 8, 0xFF, 0xDC, 0xFF, 0xDC, 1, 1,
                         0x11, 0,    0xFF, 0xDA, 0, 8,  1, 1,    0,    0,    63,   0};
-    const std::string text = error_of(put("huge.jpg", huge));
-    EXPECT_NE(text.find("65500 x 65500"), std::string::npos) << text;
+    const long before = peak_kilobytes();
+    const std::pair<Bytes, const char*> table[] = {
+        {huge, "65500 x 65500 pixels"},
+        {png_header(65500, 65500, 8, 2, 0), "65500 x 65500 pixels"},
+        {png_header(20000, 10001, 16, 6, 1), "20000 x 10001 pixels are more than the limit"},
+        {png_header(0x7FFFFFFF, 1, 1, 0, 1), "2147483647 x 1 pixels"},
+        {png_header(0x7FFFFFFF, 0x7FFFFFFF, 16, 6, 0), "2147483647 x 2147483647 pixels"},
+        {png_header(0x80000000, 1, 8, 0, 0), "cannot be decoded"}};
+    for (const auto& [bytes, words] : table) {
+        const std::string text = error_of(put("huge", bytes));
+        EXPECT_NE(text.find(words), std::string::npos) << text;
+    }
+    EXPECT_LT(peak_kilobytes() - before, 10'000);
+}
+
+TEST_F(ImageFile, neither_texts_nor_scans_make_a_bomb) {
+    EXPECT_EQ(error_of(put("s.jpg", jpeg_of_scans(100))), "");
+    EXPECT_NE(error_of(put("s.jpg", jpeg_of_scans(101))).find("more than 100 scans"),
+              std::string::npos);
+
+    // Twenty texts of 7 MB each in 140 kB, behind the header.
+    Bytes packed(10'000), file = get(make_png(path("t.png"), {PNG_COLOR_TYPE_GRAY}, noise()));
+    uLongf size = packed.size();
+    compress(packed.data(), &size, Bytes(7'000'000, 'x').data(), 7'000'000);
+    packed.resize(size);
+    const Bytes text = png_chunk({'z', 'T', 'X', 't'}, Bytes{'k', 0, 0} + packed);
+    for (int i = 0; i < 20; ++i) file.insert(file.begin() + 33, text.begin(), text.end());
+    const long before = peak_kilobytes();
+    EXPECT_EQ(error_of(put("t.png", file)), "");
+    EXPECT_LT(peak_kilobytes() - before, 50'000);
 }
 
 TEST_F(ImageFile, an_output_appears_whole_or_not_at_all) {

@@ -5,6 +5,9 @@
 // bottom half is no photograph: warnings that mean lost picture data are errors here, and the end
 // of the file is reported by our own data source. The others (a strange JFIF version, stray bytes
 // between segments as some cameras leave them) say nothing about the picture and are ignored.
+//
+// A progressive file of few bytes can ask for any number of passes over all of its picture, so the
+// number of its scans is limited as the number of pixels is.
 
 #include <csetjmp>
 #include <cstdio>
@@ -23,10 +26,14 @@ namespace tools {
 
 namespace {
 
+// Encoders write about ten.
+constexpr int most_scans = 100;
+
 // Error manager and data source share one object; libjpeg hands back the address of the part.
 struct Decoder {
     jpeg_decompress_struct jpeg = {};
     jpeg_error_mgr errors = {};
+    jpeg_progress_mgr progress = {};
     jpeg_source_mgr source = {};
     std::jmp_buf on_error = {};
     char message[JMSG_LENGTH_MAX] = {};
@@ -67,6 +74,14 @@ void on_message(j_common_ptr jpeg, int level) {
 
 void no_output(j_common_ptr) {}
 
+void on_progress(j_common_ptr jpeg) {
+    Decoder& decoder = decoder_of(jpeg);
+    if (decoder.jpeg.input_scan_number <= most_scans) return;
+    std::snprintf(decoder.message, sizeof decoder.message, "the JPEG has more than %d scans",
+                  most_scans);
+    give_up(decoder);
+}
+
 void start_source(j_decompress_ptr) {}
 
 boolean fill_buffer(j_decompress_ptr jpeg) {
@@ -100,6 +115,7 @@ void set_up_callbacks(Decoder& decoder) {
     decoder.errors.error_exit = on_fatal;
     decoder.errors.emit_message = on_message;
     decoder.errors.output_message = no_output;
+    decoder.progress.progress_monitor = on_progress;
 
     decoder.source.init_source = start_source;
     decoder.source.fill_input_buffer = fill_buffer;
@@ -116,6 +132,7 @@ bool read_header(Decoder& decoder) {
     if (setjmp(decoder.on_error)) return false;
     jpeg_create_decompress(&decoder.jpeg);
     decoder.jpeg.src = &decoder.source;
+    decoder.jpeg.progress = &decoder.progress;
     jpeg_save_markers(&decoder.jpeg, JPEG_APP0 + 1, 0xFFFF);
     jpeg_read_header(&decoder.jpeg, TRUE);
     return true;

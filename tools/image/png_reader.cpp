@@ -47,12 +47,18 @@ void read_bytes(png_structp png, png_bytep bytes, std::size_t size) {
     png_error(png, "end of file");
 }
 
+// Chunks that are not looked at and that a few bytes may expand to megabytes each.
+constexpr png_byte skipped_chunks[] = "iCCP\0iTXt\0sPLT\0tEXt\0zTXt";
+constexpr int skipped_count = int(sizeof skipped_chunks) / 5;
+
 bool read_header(Decoder& decoder) {
     if (setjmp(png_jmpbuf(decoder.png))) return false;
     png_set_read_fn(decoder.png, &decoder, read_bytes);
     png_set_sig_bytes(decoder.png, int(decoder.file.head_length()));
     // The pixel limit is ours; libpng's own would stop panoramas at a million a side.
     png_set_user_limits(decoder.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_set_keep_unknown_chunks(decoder.png, PNG_HANDLE_CHUNK_NEVER, skipped_chunks,
+                                skipped_count);
     png_read_info(decoder.png, decoder.info);
     return true;
 }
