@@ -75,26 +75,6 @@ TEST(Scene, every_size_renders_and_sizes_out_of_range_throw) {
         EXPECT_THROW(render_scene(options), std::invalid_argument);
 }
 
-TEST(Scene, mask_follows_the_body_and_misses_loose_hair) {
-    SceneOptions options = sized(640, 480, 1);
-    const Scene s = render_scene(options);
-    options.hair = false;
-    const Image bald = render_scene(options).alpha;
-    double both = 0, either = 0, loose = 0, loose_found = 0;
-    for (std::size_t i = 0; i < s.mask.pixels.size(); ++i) {
-        const int a = s.alpha.pixels[i], m = s.mask.pixels[i];
-        ASSERT_FALSE(fractional(s.mask.pixels[i]));
-        both += m && a >= 128;
-        either += m || a >= 128;
-        const bool thin = a > 0 && a < 128 && bald.pixels[i] == 0;
-        loose += thin;
-        loose_found += thin && m;
-    }
-    EXPECT_TRUE(both > 0.93 * either && both < 0.995 * either) << both / either;
-    EXPECT_GT(loose, 0.01 * 640 * 480);
-    EXPECT_LT(loose_found, 0.25 * loose);
-}
-
 // Against brute force.
 TEST(Scene, trimap_is_unknown_at_and_near_fractional_alpha_only) {
     const Image alpha = render_scene(sized(97, 83, 1)).alpha, trimap = tools::trimap_of(alpha, 4);

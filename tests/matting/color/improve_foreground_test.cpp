@@ -42,16 +42,14 @@ TEST(ImproveForeground, colours_are_pulled_or_pushed_by_transparency) {
 }
 
 TEST(ImproveForeground, references_give_way_to_stronger_strokes_only) {
-    const struct {
-        u8 brush, mode, was, expected;
-    } table[] = {{1, 200, 0, 1},  {1, 128, 1, 0}, {90, 200, 90, 90},
-                 {91, 9, 91, 90}, {0, 200, 0, 0}, {255, 255, 91, 255}};
-    for (const auto& t : table) {
-        Pixel map{5, 6, 7, t.was};
-        const u8 reference[] = {1, 2, 3, t.mode};
-        mat_update_reference_color(map.data(), 1, 1, 4, reference, &t.brush, 1);
-        const bool kept = t.brush == 0 || t.brush == 90;
-        EXPECT_EQ(map, kept ? (Pixel{5, 6, 7, t.expected}) : (Pixel{1, 2, 3, t.expected}));
+    const u8 table[][4] = {{1, 200, 0, 1},  {1, 128, 1, 0}, {90, 200, 90, 90},
+                           {91, 9, 91, 90}, {0, 200, 0, 0}, {255, 255, 91, 255}};
+    for (const auto& [brush, mode, was, expected] : table) {
+        Pixel map{5, 6, 7, was};
+        const u8 reference[] = {1, 2, 3, mode};
+        mat_update_reference_color(map.data(), 1, 1, 4, reference, &brush, 1);
+        const bool kept = brush == 0 || brush == 90;
+        EXPECT_EQ(map, kept ? (Pixel{5, 6, 7, expected}) : (Pixel{1, 2, 3, expected}));
     }
 }
 

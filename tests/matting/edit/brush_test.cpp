@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "tests/support/guarded_raster.h"
 
@@ -90,36 +91,29 @@ TEST(Brush, smoothing_reads_beyond_the_region_and_works_in_place) {
 
 TEST(Brush, thresholds_fill_where_the_whole_window_agrees) {
     const Map line{10, 10, 10, 128, 200, 200, 200, 250};
-    const struct {
-        int low, high, iterations;
-        Map expected;
-    } table[] = {{20, 199, 0, {0, 0, 7, 7, 7, 255, 255, 255}},
-                 {20, 199, 2, {0, 7, 7, 7, 7, 7, 255, 255}},
-                 {0, 199, 0, {7, 7, 7, 7, 7, 255, 255, 255}},
-                 {20, 255, 1, {0, 0, 7, 7, 7, 7, 7, 7}},
-                 {10, 200, 1, {7, 7, 7, 7, 7, 7, 7, 7}}};
-    for (const auto& t : table) {
+    const std::tuple<int, int, int, Map> table[] = {{20, 199, 0, {0, 0, 7, 7, 7, 255, 255, 255}},
+                                                    {20, 199, 2, {0, 7, 7, 7, 7, 7, 255, 255}},
+                                                    {0, 199, 0, {7, 7, 7, 7, 7, 255, 255, 255}},
+                                                    {20, 255, 1, {0, 0, 7, 7, 7, 7, 7, 7}},
+                                                    {10, 200, 1, {7, 7, 7, 7, 7, 7, 7, 7}}};
+    for (const auto& [low, high, iterations, expected] : table) {
         Map first(8, 7), second(8, 7), shrunk(8, 7);
         mat_brush_threshold(line.data(), 8, 1, 8, first.data(), 8, second.data(), 8,
-                            t.iterations == 2 ? 5 : 3, nullptr, t.low, t.high);
-        mat_shrink_unknown_mm(line.data(), 8, 1, 8, shrunk.data(), 8, 3, t.iterations, t.low,
-                              t.high);
+                            iterations == 2 ? 5 : 3, nullptr, low, high);
+        mat_shrink_unknown_mm(line.data(), 8, 1, 8, shrunk.data(), 8, 3, iterations, low, high);
         for (const Map& filled : {first, second, shrunk})
-            EXPECT_EQ(filled, t.expected) << t.low << ' ' << t.high;
+            EXPECT_EQ(filled, expected) << low << ' ' << high;
     }
 }
 
 TEST(Brush, only_unknown_pixels_with_two_close_opinions_are_marked_again) {
-    const struct {
-        u8 trimap, first, second;
-        int tolerance, expected;
-    } table[] = {{128, 100, 104, 5, 128},    {128, 104, 100, 5, 128}, {128, 100, 105, 5, 105},
-                 {128, 105, 100, 5, 100},    {127, 100, 100, 5, 100}, {128, 128, 127, 5, 127},
-                 {128, 90, 90, INT_MIN, 90}, {128, 90, 90, 0, 90},    {128, 0, 255, INT_MAX, 128}};
-    for (const auto& t : table) {
-        u8 second = t.second;
-        mat_rectify_uialpha(&t.trimap, 1, 1, 1, &t.first, 1, &second, 1, t.tolerance);
-        EXPECT_EQ(second, t.expected) << "row " << &t - table;
+    const std::tuple<u8, u8, u8, int, int> table[] = {
+        {128, 100, 104, 5, 128},    {128, 104, 100, 5, 128}, {128, 100, 105, 5, 105},
+        {128, 105, 100, 5, 100},    {127, 100, 100, 5, 100}, {128, 128, 127, 5, 127},
+        {128, 90, 90, INT_MIN, 90}, {128, 90, 90, 0, 90},    {128, 0, 255, INT_MAX, 128}};
+    for (auto [trimap, first, second, tolerance, expected] : table) {
+        mat_rectify_uialpha(&trimap, 1, 1, 1, &first, 1, &second, 1, tolerance);
+        EXPECT_EQ(second, expected) << int(first) << ' ' << tolerance;
     }
 }
 
@@ -145,13 +139,11 @@ TEST(Brush, strips_are_judged_by_the_worst) {
     Bytes map(12, 6, 2, [](int x, int y) {
         return y >= 1 && y <= 4 && (x == 3 || (x == 8 && (y == 1 || y == 4))) ? 128 : 127;
     });
-    const struct {
-        int columns, rows;
-        double level;
-    } table[] = {{0, 0, 1.0}, {1, 0, 1 - 6 / 24.0}, {2, 0, 1 - 4 / 12.0}, {INT_MAX, -3, 1.0},
-                 {6, 0, 0.0}, {7, 0, 1.0},          {0, 3, 1 - 2 / 6.0},  {2, 4, 1 - 4 / 12.0}};
-    for (const auto& t : table)
-        EXPECT_EQ(mat_estimate_opt_level(map, 12, 6, 14, t.columns, t.rows), t.level) << t.level;
+    const std::tuple<int, int, double> table[] = {
+        {0, 0, 1.0}, {1, 0, 1 - 6 / 24.0}, {2, 0, 1 - 4 / 12.0}, {INT_MAX, -3, 1.0},
+        {6, 0, 0.0}, {7, 0, 1.0},          {0, 3, 1 - 2 / 6.0},  {2, 4, 1 - 4 / 12.0}};
+    for (const auto& [columns, rows, level] : table)
+        EXPECT_EQ(mat_estimate_opt_level(map, 12, 6, 14, columns, rows), level) << level;
     EXPECT_EQ(mat_estimate_opt_level(map, 3, 6, map.stride, 1, 1), 0.0) << "none unknown";
 }
 

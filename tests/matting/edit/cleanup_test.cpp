@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 #include <string>
+#include <tuple>
 
 #include "tests/support/guarded_raster.h"
 
@@ -66,39 +67,34 @@ TEST(Cleanup, the_rank_window_grows_with_the_picture) {
 
 TEST(Cleanup, only_the_largest_components_stay_and_ties_with_them) {
     const Rows islands{"##..5.1", "##..5..", "...5...", "#2..###"};
-    const struct {
-        int threshold, keep;
-        Rows expected;
-    } table[] = {{0, 1, {"##.....", "##.....", ".......", "......."}},
-                 {0, 3, {"##..5..", "##..5..", ".......", "#2..###"}},  // two of size 2
-                 {0, 99, islands},
-                 {0, -1, islands},
-                 {20, 3, {"##..5.1", "##..5..", ".......", ".2..###"}},  // what is not above stays
-                 {254, 1, {"##..5.1", "##..5..", "...5...", ".2....."}},
-                 {255, 1, islands}};
-    for (const auto& t : table) {
+    const std::tuple<int, int, Rows> table[] = {
+        {0, 1, {"##.....", "##.....", ".......", "......."}},
+        {0, 3, {"##..5..", "##..5..", ".......", "#2..###"}},  // two of size 2
+        {0, 99, islands},
+        {0, -1, islands},
+        {20, 3, {"##..5.1", "##..5..", ".......", ".2..###"}},  // what is not above stays
+        {254, 1, {"##..5.1", "##..5..", "...5...", ".2....."}},
+        {255, 1, islands}};
+    for (const auto& [threshold, keep, expected] : table) {
         Drawing map(islands);
-        vm_erase_small_cc(map, map.w, map.h, map.stride, u8(t.threshold), t.keep);
-        EXPECT_EQ(map.payload(), Drawing(t.expected).payload()) << t.threshold << ' ' << t.keep;
+        vm_erase_small_cc(map, map.w, map.h, map.stride, u8(threshold), keep);
+        EXPECT_EQ(map.payload(), Drawing(expected).payload()) << threshold << ' ' << keep;
     }
 }
 
 TEST(Cleanup, regions_without_a_confident_reference_are_removed) {
     const Rows map{"55.9.", "55.9.", ".....", "##.55"}, none(4, ".....");
-    const struct {
-        Rows ref;
-        int threshold;
-        Rows expected;
-    } table[] = {{Rows(4, "?????"), 50, none},
-                 {{"?#...", "...5.", "#####", "?..?#"}, 50, {"55...", "55...", ".....", "...55"}},
-                 {{"#####", ".....", ".....", "....."}, 51, {"55.9.", "55.9.", ".....", "...55"}},
-                 {{"1....", ".....", ".....", "....."}, -5, map},
-                 {{"#....", ".....", ".....", "....."}, 999, none}};
-    for (const auto& t : table) {
-        Drawing src(map), ref(t.ref), dst(map);
-        mat_remove_isolated(src, 5, 4, src.stride, ref, ref.stride, dst, dst.stride, t.threshold);
-        EXPECT_EQ(dst.payload(), Drawing(t.expected).payload()) << t.threshold;
-        mat_remove_isolated(src, 5, 4, src.stride, ref, ref.stride, src, src.stride, t.threshold);
+    const std::tuple<Rows, int, Rows> table[] = {
+        {Rows(4, "?????"), 50, none},
+        {{"?#...", "...5.", "#####", "?..?#"}, 50, {"55...", "55...", ".....", "...55"}},
+        {{"#####", ".....", ".....", "....."}, 51, {"55.9.", "55.9.", ".....", "...55"}},
+        {{"1....", ".....", ".....", "....."}, -5, map},
+        {{"#....", ".....", ".....", "....."}, 999, none}};
+    for (const auto& [confident, threshold, expected] : table) {
+        Drawing src(map), ref(confident), dst(map);
+        mat_remove_isolated(src, 5, 4, src.stride, ref, ref.stride, dst, dst.stride, threshold);
+        EXPECT_EQ(dst.payload(), Drawing(expected).payload()) << threshold;
+        mat_remove_isolated(src, 5, 4, src.stride, ref, ref.stride, src, src.stride, threshold);
         EXPECT_EQ(src.payload(), dst.payload()) << "in place";
     }
 }

@@ -1,6 +1,7 @@
 #include "matting/sampling/usam.h"
 
 #include <climits>
+#include <tuple>
 
 #include "tests/support/guarded_raster.h"
 
@@ -90,20 +91,18 @@ TEST(Upsample, index_minus_one_and_other_labels_leave_the_pixel) {
 }
 
 TEST(Upsample, a_mask_update_grows_with_the_change) {
-    const struct {
-        u8 old_map[2], new_map[2];
-        Map expected;
-    } table[] = {{{10, 20}, {11, 22}, {77, 77, 77, 77}},    // 3: too little
-                 {{10, 20}, {12, 18}, {77, 68, 69, 69}},    // 4: an eighth
-                 {{10, 20}, {18, 28}, {77, 47, 52, 50}},    // 16: halfway, rounding down
-                 {{100, 0}, {84, 15}, {77, 83, 16, 49}},    // 31 of 32
-                 {{10, 20}, {50, 20}, {77, 50, 20, 35}},    // 40: fully
-                 {{255, 0}, {0, 255}, {77, 0, 255, 127}}};  // 510
-    for (const auto& t : table) {
+    const std::tuple<Map, Map, Map> table[] = {
+        {{10, 20}, {11, 22}, {77, 77, 77, 77}},    // 3: too little
+        {{10, 20}, {12, 18}, {77, 68, 69, 69}},    // 4: an eighth
+        {{10, 20}, {18, 28}, {77, 47, 52, 50}},    // 16: halfway, rounding down
+        {{100, 0}, {84, 15}, {77, 83, 16, 49}},    // 31 of 32
+        {{10, 20}, {50, 20}, {77, 50, 20, 35}},    // 40: fully
+        {{255, 0}, {0, 255}, {77, 0, 255, 127}}};  // 510
+    for (const auto& [before, after, expected] : table) {
         Row row;
-        usam_interpolate_mask_c1(t.old_map, t.new_map, 2, 1, row.idx, 8, row.wt, 4, row.dst, 4, 1,
-                                 4);
-        EXPECT_EQ(row.result(), t.expected) << int(t.new_map[0]);
+        usam_interpolate_mask_c1(before.data(), after.data(), 2, 1, row.idx, 8, row.wt, 4, row.dst,
+                                 4, 1, 4);
+        EXPECT_EQ(row.result(), expected) << int(after[0]);
     }
 }
 
