@@ -8,8 +8,8 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
-#include <tuple>
 // After cstdio, which jpeglib.h needs.
 #include <jpeglib.h>
 
@@ -168,40 +168,36 @@ long peak_kilobytes() {
 using ImageFile = ScratchDir;
 
 TEST_F(ImageFile, png_of_every_kind_comes_out_as_stored_and_as_written_again) {
-    const std::tuple<int, int, std::vector<int>> kinds[] = {
-        {PNG_COLOR_TYPE_GRAY, 1, {1, 2, 4, 8, 16}},
-        {PNG_COLOR_TYPE_GRAY_ALPHA, 2, {8, 16}},
-        {PNG_COLOR_TYPE_PALETTE, 1, {1, 4, 8}},
-        {PNG_COLOR_TYPE_RGB, 3, {8, 16}},
-        {PNG_COLOR_TYPE_RGB_ALPHA, 4, {8, 16}}};
-    const auto check = [this](const Kind& kind, int channels) {
-        const int largest = (1 << kind.depth) - 1;
+    for (int n = 0; n < 50; ++n) {
+        const int type =
+            std::array{PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_PALETTE,
+                       PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA}[std::size_t(n / 10)];
+        const int channels = std::array{1, 2, 1, 3, 4}[std::size_t(n / 10)], depth = 1 << n / 2 % 5;
+        const bool palette = type == PNG_COLOR_TYPE_PALETTE;
+        if (depth < 8 ? channels > 1 : depth == 16 && palette) continue;
+        SCOPED_TRACE(testing::Message() << "colour type " << type << ", depth " << depth);
+        const int largest = (1 << depth) - 1;
         const Bytes stored = noise(largest);
-        const Image colour = read_colour(make_png(path("k.png"), kind, stored));
+        const Image colour =
+            read_colour(make_png(path("k.png"), {type, {}, n % 2 == 1, depth}, stored));
         const Image grey = read_grey(path("k.png"));
         ASSERT_EQ(colour.pixels.size(), std::size_t(width * height * 3));
         ASSERT_EQ(grey.pixels.size(), std::size_t(width * height));
-        for (std::size_t i = 0; i < width * height; ++i) {
-            int rgb[3];
-            for (std::size_t c = 0; c < 3; ++c) {
-                const std::size_t at = i * std::size_t(channels) + (channels >= 3 ? c : 0);
+        for (int i = 0; i < width * height; ++i) {
+            double weighted = 0;
+            for (int c = 0; c < 3; ++c) {
+                const std::size_t at = std::size_t(i * channels + (channels >= 3 ? c : 0));
                 const int value =
-                    kind.depth < 16 ? stored[at] : stored[2 * at] * 256 + stored[2 * at + 1];
-                rgb[c] = kind.type == PNG_COLOR_TYPE_PALETTE ? palette_entry(value, int(c))
-                                                             : int(value * 255.0 / largest + 0.5);
-                ASSERT_EQ(colour.pixels[3 * i + 2 - c], rgb[c]);
+                    depth < 16 ? stored[at] : stored[2 * at] * 256 + stored[2 * at + 1];
+                const int rgb =
+                    palette ? palette_entry(value, c) : int(value * 255.0 / largest + 0.5);
+                ASSERT_EQ(colour.pixels[std::size_t(3 * i + 2 - c)], rgb);
+                weighted += std::array{0.299, 0.587, 0.114}[std::size_t(c)] * rgb;
             }
-            ASSERT_NEAR(grey.pixels[i], 0.299 * rgb[0] + 0.587 * rgb[1] + 0.114 * rgb[2], 0.5001);
+            ASSERT_NEAR(grey.pixels[std::size_t(i)], weighted, 0.5001);
         }
         EXPECT_EQ(read_colour(put("w.png", encode_png(colour, ""))).pixels, colour.pixels);
         EXPECT_EQ(read_grey(put("w.png", encode_png(grey, ""))).pixels, grey.pixels);
-    };
-    for (const auto& [type, channels, depths] : kinds) {
-        for (const int depth : depths) {
-            SCOPED_TRACE(testing::Message() << "colour type " << type << ", depth " << depth);
-            check({type, {}, false, depth}, channels);
-            check({type, {}, true, depth}, channels);
-        }
     }
     Image with_alpha(2, 1, 4);
     with_alpha.pixels = {10, 20, 30, 0, 50, 60, 70, 128};
@@ -209,47 +205,41 @@ TEST_F(ImageFile, png_of_every_kind_comes_out_as_stored_and_as_written_again) {
               Bytes({10, 20, 30, 50, 60, 70}));
 }
 
-TEST_F(ImageFile, jpeg_is_read_in_blue_green_red_and_cmyk_is_refused) {
-    Bytes flat;
-    for (int i = 0; i < width * height; ++i) flat.insert(flat.end(), {40, 120, 200});
-    const Bytes flat_grey(width * height * 4, 40);
+TEST_F(ImageFile, jpeg_in_grey_keeps_it_and_cmyk_is_refused) {
+    const Bytes flat(width * height * 4, 40);
     for (const bool progressive : {false, true}) {
-        make_jpeg(path("g.jpg"), {JCS_GRAYSCALE, {}, progressive}, flat_grey);
+        make_jpeg(path("g.jpg"), {JCS_GRAYSCALE, {}, progressive}, flat);
         EXPECT_EQ(read_grey(path("g.jpg")).pixels, Bytes(width * height, 40));
         EXPECT_EQ(read_colour(path("g.jpg")).pixels, Bytes(width * height * 3, 40));
-        make_jpeg(path("c.jpg"), {JCS_RGB, {}, progressive}, flat);
-        const Bytes colour = read_colour(path("c.jpg")).pixels;
-        ASSERT_EQ(colour.size(), flat.size());
-        for (int i = 0; i < width * height * 3; ++i) {
-            ASSERT_NEAR(colour[std::size_t(i)], 200 - 80 * (i % 3), 2);
-        }
     }
-    EXPECT_NE(error_of(make_jpeg(path("cmyk.jpg"), {JCS_CMYK}, flat_grey)), "");
+    EXPECT_NE(error_of(make_jpeg(path("cmyk.jpg"), {JCS_CMYK}, flat)), "");
 }
 
-TEST_F(ImageFile, every_orientation_is_turned_upright) {
+TEST_F(ImageFile, every_orientation_is_turned_upright_in_blue_green_red) {
     // Stored are 3 x 2 blocks of 8 x 8 pixels, which JPEG keeps flat, the last ones a pixel wider.
     // How they stand upright, row by row; 0 and 9 are no orientations.
     const char* const upright[] = {"012345", "012345", "210543", "543210", "345012",
                                    "031425", "304152", "524130", "251403", "012345"};
+    const auto red = [](int block) { return std::uint8_t(20 + 40 * block); };
     Bytes blocks;
     for (int i = 0; i < width * height; ++i) {
         const int block = std::min(i / width / 8, 1) * 3 + std::min(i % width / 8, 2);
-        blocks.insert(blocks.end(), 3, std::uint8_t(20 + 40 * block));
+        blocks.insert(blocks.end(), {red(block), 70, 190});
     }
     for (int o = 0; o <= 9; ++o) {
         const bool turned = o >= 5 && o <= 8, odd = o % 2 == 1;
         for (const std::string& file :
-             {make_jpeg(path("o.jpg"), {JCS_RGB, exif(o, odd)}, blocks),
+             {make_jpeg(path("o.jpg"), {JCS_RGB, exif(o, odd), o % 4 < 2}, blocks),
               make_png(path("o.png"), {PNG_COLOR_TYPE_RGB, exif(o, !odd)}, blocks)}) {
             SCOPED_TRACE(testing::Message() << file << " orientation " << o);
             const Image image = read_colour(file);
             ASSERT_EQ(image.width, turned ? height : width);
             ASSERT_EQ(image.height, turned ? width : height);
             for (int i = 0; i < 6; ++i) {
-                const int columns = turned ? 2 : 3, x = i % columns * 8 + 4,
-                          y = i / columns * 8 + 4;
-                EXPECT_NEAR(image.row(y)[3 * x], 20 + 40 * (upright[o][i] - '0'), 1);
+                const int columns = turned ? 2 : 3, x = i % columns * 8 + 4;
+                const std::uint8_t* const bgr = image.row(i / columns * 8 + 4) + 3 * x;
+                EXPECT_NEAR(bgr[2], red(upright[o][i] - '0'), 2);
+                EXPECT_TRUE(std::abs(bgr[1] - 70) <= 2 && std::abs(bgr[0] - 190) <= 2);
             }
         }
     }
