@@ -17,6 +17,7 @@
 #include <new>
 
 #include "ff/scratch.h"
+#include "matting/solver/blas_buffer.h"
 #include "matting/solver/superlu_guard.h"
 
 namespace {
@@ -81,6 +82,14 @@ void call_driver(void* argument) {
     Destroy_SuperMatrix_Store(&x);
 }
 
+// Whether SuperLU's int counters hold what it will count: the bytes of its work space (2 panels + 7
+// ints an unknown) and its first guess of the factors' entries (30 for each of the matrix). Beyond
+// them memory would be said to be missing on one processor and overrun on another.
+bool can_be_counted(int n, int nnz) {
+    const std::int64_t work_bytes = (2 * std::int64_t(sp_ienv(1)) + 7) * std::int64_t(sizeof(int));
+    return n <= INT_MAX / work_bytes && nnz <= INT_MAX / sp_ienv(6);
+}
+
 bool all_finite(const double* v, std::ptrdiff_t n) {
     return std::all_of(v, v + n, [](double d) { return std::isfinite(d); });
 }
@@ -106,7 +115,9 @@ outcome solve_full(int* row_ind, int* col_ptr, double* values, int n, int nnz, d
     call.perm_c = orders.get(), call.perm_r = orders.get() + size,
     call.etree = orders.get() + 2 * size;
     call.row_scale = scales.get(), call.col_scale = scales.get() + size;
-    if (!superlu_guarded_call(call_driver, &call) || call.info > n + 1) {
+    const matting::blas_buffer buffer;
+    if (!buffer || !can_be_counted(n, nnz) || !superlu_guarded_call(call_driver, &call) ||
+        call.info > n + 1) {
         std::printf("Not enough memory to perform factorization.\n");
         return outcome::failed;
     }

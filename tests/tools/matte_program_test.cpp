@@ -284,4 +284,32 @@ TEST_F(MatteProgram, verbose_and_notes_go_to_standard_error) {
     EXPECT_NE(run("--help").out.find("--segmentation"), std::string::npos);
 }
 
+// Under ever wider limits of the address space. Below the first line of ours the loader gives up.
+TEST_F(MatteProgram, memory_that_runs_out_is_one_line_and_no_file) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the address sanitizer reserves more address space than any limit";
+#endif
+    const std::string arguments = "photo.png -s mask.png -o m.png --cutout c.png";
+    EXPECT_EQ(run(arguments).status, 0);
+    const Bytes matte = get(path("m.png")), cutout = get(path("c.png"));
+    int refused = 0, done = 0;
+    for (int kilobytes = 30000; done < 3; kilobytes += 7000) {
+        std::filesystem::remove(path("m.png"));
+        std::filesystem::remove(path("c.png"));
+        const std::string limit = "ulimit -v " + std::to_string(kilobytes) + " && timeout 60";
+        const Result result = run(arguments, limit);
+        if (result.err.rfind("matte:", 0) == 0) {
+            ++refused;
+            expect_refusal(arguments, 1, "photo.png: ", limit);
+            EXPECT_NE(result.err.find("memory"), std::string::npos) << result.err;
+        } else if (result.status == 0) {
+            ++done;
+            EXPECT_TRUE(get(path("m.png")) == matte && get(path("c.png")) == cutout) << limit;
+        } else {
+            ASSERT_EQ(result.status, 127) << limit << result.err;
+        }
+    }
+    EXPECT_GT(refused, 3);
+}
+
 }  // namespace

@@ -53,6 +53,7 @@ std::string LibraryOutput::finish() {
 SolverReport read_solver_report(const std::string& printed) {
     SolverReport report;
     std::istringstream lines(printed);
+    lines.exceptions(std::ios::badbit);  // a complaint must not be lost for want of memory
     for (std::string line; std::getline(lines, line);) {
         if (line.compare(0, 3, "np=") == 0) {
             char* end = nullptr;

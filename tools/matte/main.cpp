@@ -80,11 +80,10 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
-    Options options;
-    int status = success;
-    if (!parse_command_line(argc, argv, options, status)) return status;
     try {
-        return run(options);
+        Options options;
+        int status = success;
+        return parse_command_line(argc, argv, options, status) ? run(options) : status;
     } catch (const UsageError& error) {
         std::cerr << "matte: " << error.what() << '\n';
         return misuse;
