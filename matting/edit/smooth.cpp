@@ -24,8 +24,9 @@ int extremum_window(int width, int height) {
     return std::max(std::int32_t(product) / 1048576 | 1, 7);
 }
 
-// The low eight bits of v, truncated; |v| stays far below 2^31 here.
-u8 low_byte(float v) { return u8(int(v)); }
+// The low eight bits of v, truncated; 0 beyond the ints, where powers of means end that are
+// negative because the sum of a window of more than 8 million pixels wrapped.
+u8 low_byte(float v) { return std::fabs(v) < 2147483648.0f ? u8(int(v)) : 0; }
 
 u8 eroded(int mean, u8 most, u8 least) {
     if (most == 0 || mean == 0) return 0;

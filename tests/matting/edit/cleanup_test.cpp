@@ -119,4 +119,11 @@ TEST(Cleanup, unknown_fragments_take_the_class_around_them) {
     }
 }
 
+TEST(Cleanup, sums_that_wrap_end_as_bytes) {
+    constexpr int n = 2950;  // 255 n n is beyond an int
+    Bytes map(n, n, 0, [](int, int) { return 255; });
+    mat_smooth_boundary(map, n, n, n, map, n, INT_MAX);
+    EXPECT_EQ(map(n / 2, n / 2), 0);
+}
+
 }  // namespace
