@@ -20,7 +20,13 @@
 // std::bad_alloc passes through every method. From Init it leaves the object as freshly
 // constructed. From the others it leaves the photograph and its tables, so that the call can be
 // repeated; the alpha is then that of the last step that was reached. Where memory runs out inside
-// the sparse solver nothing is thrown: unknown pixels keep the value they had.
+// the sparse solver nothing is thrown: the working trimap stands in for the solution, so that known
+// pixels keep their value and unknown ones stay 128 or, close to known ones, blend with them.
+//
+// A picture has at most 2^31 - 1 pixels and a third of that in a row; from Init a larger one is
+// std::bad_alloc, before it is looked at. Strides may be any. More than about 2.8 million unknowns
+// in one piece at the working size are beyond the sparse solver's counters: it has no memory for
+// them, however much there is.
 //
 // Each solve prints "\nnp=<unknowns>" on standard output.
 #pragma once

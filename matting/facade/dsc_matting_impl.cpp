@@ -3,7 +3,10 @@
 #include "matting/facade/dsc_matting_impl.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
+#include <cstdint>
+#include <new>
 
 #include "ff/raster.h"
 #include "ff/scratch.h"
@@ -51,6 +54,8 @@ void DSCMattingImpl::Init(const u8* img, int w, int h, int stride, const u8* seg
                           u8 high_contrast, int min_band) {
     if (!img || w < 1 || h < 1) return;
     try {
+        // The upsampling tables count working pixels in ints.
+        if (std::int64_t(w) * h > INT_MAX) throw std::bad_alloc();
         up_weights.reset();
         up_index.reset();
         fg_image.Clear();

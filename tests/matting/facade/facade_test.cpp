@@ -1,56 +1,7 @@
-#include <climits>
-#include <cmath>
-#include <limits>
-
-#include "matting/facade/dsc_matting.h"
-#include "matting/trimap/distance_transform.h"
 #include "matting/trimap/trimap.h"
-#include "tests/support/guarded_raster.h"
+#include "tests/matting/facade/disc.h"
 
 namespace {
-
-Map inverted(Map map) {
-    InvertMatte(map.data(), int(map.size()), 1, int(map.size()));
-    return map;
-}
-
-// A disc of one colour on another with its true alpha, a segmentation (caller convention) and a
-// trimap (internal).
-struct Disc {
-    Disc(int width, int height, int pad = 0)
-        : w(width),
-          h(height),
-          truth(w, h, 0, [this](int x, int y) { return int(255 * coverage(x, y) + 0.5); }),
-          img(3 * w, h, pad,
-              [this](int x, int y) {
-                  const int ground[] = {190, 170, 60}, subject_less_ground[] = {-150, -80, 150};
-                  return int(ground[x % 3] + coverage(x / 3, y) * subject_less_ground[x % 3] + 0.5);
-              }),
-          seg(w, h, pad, [this](int x, int y) { return truth(x, y) > 127 ? 255 : 0; }),
-          trimap(w, h, 2 * pad,
-                 [this](int x, int y) {
-                     return std::abs(distance(x, y)) < 4 ? 128 : 255 - seg(x, y);
-                 }),
-          out(w, h, 3 * pad) {}
-    double distance(int x, int y) const {
-        return std::hypot(x - w / 2.0 + 0.3, y - h / 2.0 - 0.2) - 0.3 * std::min(w, h);
-    }
-    double coverage(int x, int y) const { return std::clamp(0.5 - distance(x, y), 0.0, 1.0); }
-    void init(DSCMatting& m, int max_size, int band = 5) {
-        m.Init(img, w, h, img.stride, seg, seg.stride, max_size, band, 0.5, 3, 5, 50, band / 2);
-    }
-    void short_init(DSCMatting& m, int max_size) { m.Init(img, w, h, img.stride, max_size); }
-    Map matte(DSCMatting& m, int smooth = 0) {
-        EXPECT_TRUE(m.MakeMatte(out, w, h, out.stride, smooth, 0));
-        return out.payload();
-    }
-    Map refine(DSCMatting& m, int smooth = 0, int keep = 0) {
-        m.Refine(trimap, w, h, trimap.stride, out, out.stride, smooth, keep);
-        return out.payload();
-    }
-    int w, h;
-    Bytes truth, img, seg, trimap, out;
-};
 
 TEST(Facade, a_disc_comes_back_with_its_soft_edge) {
     // Sizes and the mean, over soft pixels, and worst error in bytes.
@@ -162,42 +113,17 @@ TEST(Facade, the_subject_colour_is_cached_until_the_alpha_changes) {
     EXPECT_EQ(stride, 96);
 }
 
-TEST(Facade, tiny_pictures_and_any_settings_end_well) {
-    const double inf = std::numeric_limits<double>::infinity();
-    const double scales[] = {0, 0.5, 1e30, -1, inf, inf - inf};
-    Random random(51);
-    for (int n = 0; n < 225; ++n) {
-        const auto any = [&] {
-            return std::vector<int>{0, 1, 3, -1, 1000000, INT_MAX, INT_MIN}[random.below(7)];
-        };
-        Disc d(n < 175 ? 1 + n % 5 : 31, n < 175 ? 1 + n / 5 % 5 : 27, n % 3);
-        if (n % 2) d.seg.fill([&](int, int) { return std::min(128 * random.below(3), 255); });
-        DSCMatting m(d.img, d.w, d.h, d.img.stride, d.seg, d.seg.stride, any(), any(),
-                     scales[n % 6], any(), u8(random.below(256)), u8(random.below(256)), any());
-        EXPECT_TRUE(m.MakeMatte(d.out, d.w, d.h, d.out.stride, any(), any()));
-        EXPECT_TRUE(m.MakeMatteFromSegmRes(d.seg, d.w, d.h, d.seg.stride, d.out, d.out.stride,
-                                           any(), scales[n % 6], any(), any()));
-        d.short_init(m, any());
-        d.refine(m, any(), any());
-    }
-}
-
 TEST(Facade, what_cannot_be_done_is_refused_and_writes_nothing) {
     Disc d(20, 16);
     DSCMatting m;
-    Map before = d.out.payload();
+    d.init(m, 100);
+    const Map before = d.matte(m);
     const auto expect_refusal = [&](int w, int h, u8* seg, u8* out) {
         EXPECT_FALSE(m.MakeMatteFromSegmRes(seg, w, h, 20, out, 20, 3, 1, 3, 1)) << w << ' ' << h;
         EXPECT_FALSE(seg && (m.MakeMatte(out, w, h, 20, 3, 1) || m.Refine(out, w, h, 20, 3, 1)));
         m.Refine(seg, w, h, 20, out, 20, 3, 1);
         EXPECT_EQ(d.out.payload(), before);
     };
-    m.Init(d.img, 20, -1, 60, d.seg, 20, 100, 3, 1, 3, 5, 50, 1);
-    m.set_alpha(d.seg, 20, 16, 20), m.GetAlpha(d.out, 20), m.SmoothBoundary(3, 1);
-    for (int size : {16, 0, -1}) expect_refusal(size, size, d.seg, d.out);
-    EXPECT_EQ(m.GetAlpha(nullptr), nullptr);
-    d.init(m, 100);
-    before = d.matte(m);
     for (auto [w, h] : {std::pair(19, 16), {20, 15}, {16, 20}, {0, 0}, {-20, 16}})
         expect_refusal(w, h, d.seg, d.out);
     expect_refusal(20, 16, nullptr, d.out);
