@@ -54,16 +54,19 @@ TEST(Allocation, the_facade_survives_every_failed_allocation) {
         [&](bool done, long left) { EXPECT_TRUE(done || (left == 0 && !m.GetAlpha(nullptr))); });
     ASSERT_TRUE(m.MakeMatte(matte.data(), w, h, w, 3, 0));
     EXPECT_EQ(matte, expected) << "after the failures as on a fresh object";
-    for (int method = 0; method < 3; ++method) {
+    for (int method = 0; method < 4; ++method) {
         const auto call = [method](DSCMatting& on) {
             if (method == 0) on.Refine(trimap, w, h, w, out, w, 3, 1);
             if (method == 1) on.MakeMatteFromSegmRes(seg, w, h, w, out, w, 3, 1.0, 3, 1);
             if (method == 2) on.MakeMatte(out, w, h, w, 0, 0);
+            if (method == 3) std::copy_n(on.GetFImage(nullptr, 1), w * h, out);
         };
         call(fresh);
         std::copy(out, out + w * h, expected.begin());
         fail_each_allocation([&] { call(m); },
-                             [&](bool, long left) { EXPECT_EQ(left, 0) << method; });
+                             [&](bool done, long left) {
+                                 EXPECT_EQ(left, done && method == 3) << "the colour is kept";
+                             });
         EXPECT_TRUE(std::equal(out, out + w * h, expected.begin())) << "repeated, " << method;
     }
 }

@@ -1,23 +1,11 @@
 #include "matting/solver/sparse_solve.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
 #include <limits>
-#include <new>
 
 #include "tests/matting/solver/dense.h"
 #include "tests/support/guarded_raster.h"
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool address_sanitizer = true;
-#else
-constexpr bool address_sanitizer = false;
-#endif
 
 const double inf = std::numeric_limits<double>::infinity(), nan = inf - inf;
 
@@ -83,56 +71,6 @@ TEST(SparseSolve, malformed_systems_are_refused) {
         EXPECT_EQ(bad.solve({1, 1, 1}, x), -1) << damage;
         EXPECT_EQ(x, (Vector{7, 8, 9}));
     }
-}
-
-// The Laplacian of a side x side grid with 1 added to its diagonal.
-Lower grid_laplacian(int side) {
-    Lower grid;
-    for (int k = 0; k < side * side; ++k) {
-        grid.add(k, 5);
-        if (k % side + 1 < side) grid.add(k + 1, -1);
-        if (k + side < side * side) grid.add(k + side, -1);
-        grid.end_column();
-    }
-    return grid;
-}
-
-void limit_memory(rlim_t bytes) {
-    const rlimit limit{bytes, RLIM_INFINITY};
-    setrlimit(RLIMIT_AS, &limit);
-}
-
-// Solves under rising limits of memory; what the caller sees must be a solution, the entry values
-// or bad_alloc, and afterwards, without a limit, a solution. Exits 0 when all of it held and
-// SuperLU itself ran out at least once.
-[[noreturn]] void solve_while_memory_runs_out() {
-    const Lower grid = grid_laplacian(150);
-    Vector x(150 * 150);
-    const auto solve = [&] {
-        std::fill(x.begin(), x.end(), 0.5);
-        return grid.solve(Vector(x.size(), 1.0), x);
-    };
-    const auto kept = [&] { return std::count(x.begin(), x.end(), 0.5) == long(x.size()); };
-    bool good = solve() == 0 && !kept();
-    int gave_up = 0;
-    rlim_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    for (rlim_t extra = 1; extra <= 64; ++extra) {
-        limit_memory(pages * rlim_t(sysconf(_SC_PAGESIZE)) + (extra << 20));
-        try {
-            good &= solve() == 0;
-            gave_up += kept();
-        } catch (const std::bad_alloc&) {
-        }
-    }
-    limit_memory(RLIM_INFINITY);
-    good &= solve() == 0 && !kept() && gave_up > 0;
-    std::exit(good ? 0 : 1);
-}
-
-TEST(SparseSolve, memory_that_runs_out_inside_superlu_is_a_failed_solve) {
-    if (address_sanitizer) GTEST_SKIP() << "the address sanitizer reserves more than any limit";
-    EXPECT_EXIT(solve_while_memory_runs_out(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
