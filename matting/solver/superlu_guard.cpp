@@ -6,6 +6,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -39,14 +40,21 @@ void forget(session& s, const void* block) {
 
 }  // namespace
 
-// SuperLU's names, with the types SuperLU gives them.
+// SuperLU's names, with the types SuperLU gives them; in a static SuperLU the linker turns calls of
+// `name` into calls of `__wrap_name`.
+#ifdef DSCM_SUPERLU_STATIC
+#define DSCM_GUARD(name) __wrap_##name
+#else
+#define DSCM_GUARD(name) name
+#endif
+
 extern "C" {
-DSCM_API void* superlu_malloc(std::size_t size);
-DSCM_API void superlu_free(void* block);
-DSCM_API void superlu_abort_and_exit(char* message);
+DSCM_GUARD_API void* DSCM_GUARD(superlu_malloc)(std::size_t size);
+DSCM_GUARD_API void DSCM_GUARD(superlu_free)(void* block);
+DSCM_GUARD_API void DSCM_GUARD(superlu_abort_and_exit)(const char* message);
 }
 
-void* superlu_malloc(std::size_t size) {
+void* DSCM_GUARD(superlu_malloc)(std::size_t size) {
     session* s = current;
     if (!s) return std::malloc(size);
     void* block = reserve(*s) ? std::malloc(size ? size : 1) : nullptr;
@@ -55,16 +63,43 @@ void* superlu_malloc(std::size_t size) {
     return block;
 }
 
-void superlu_free(void* block) {
+void DSCM_GUARD(superlu_free)(void* block) {
     if (current) forget(*current, block);
     std::free(block);
 }
 
-void superlu_abort_and_exit(char* message) {
+void DSCM_GUARD(superlu_abort_and_exit)(const char* message) {
     if (current) std::longjmp(current->start, 1);
     std::fputs(message, stderr);
     std::exit(-1);
 }
+
+#ifdef DSCM_SUPERLU_STATIC
+// These call superlu_malloc from the file that defines it, where the linker does not turn calls
+// over. They are given the count of ints; SuperLU 5 has the first two. SetIWork, in the same file,
+// is left alone: up to two of its arrays are lost when memory runs out right after it.
+extern "C" {
+int* __wrap_intMalloc(int count);
+int* __wrap_intCalloc(int count);
+int* __wrap_int32Malloc(int count);
+int* __wrap_int32Calloc(int count);
+}
+
+int* __wrap_int32Malloc(int count) {
+    int* ints = static_cast<int*>(__wrap_superlu_malloc(std::size_t(count) * sizeof(int)));
+    if (!ints) __wrap_superlu_abort_and_exit("out of memory");
+    return ints;
+}
+
+int* __wrap_int32Calloc(int count) {
+    int* ints = __wrap_int32Malloc(count);
+    std::memset(ints, 0, std::size_t(count) * sizeof(int));
+    return ints;
+}
+
+int* __wrap_intMalloc(int count) { return __wrap_int32Malloc(count); }
+int* __wrap_intCalloc(int count) { return __wrap_int32Calloc(count); }
+#endif
 
 bool superlu_guarded_call(void (*call)(void*), void* argument) {
     session s;
