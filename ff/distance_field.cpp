@@ -6,17 +6,15 @@
 //
 // Only free pixels ever change, so each row is reduced to its runs of free pixels, and a map that
 // is mostly seeds and obstacles costs little more than one look at its labels. Runs of a row cannot
-// influence each other within a scan. Where only distances are wanted, the candidates from other
-// rows are taken run by run in vectorised loops, and those from the row itself in a last one that
-// carries the value along; where the nearest seed is wanted too, pixel by pixel, since the order of
-// the candidates decides ties.
+// influence each other within a scan. Where the nearest seed is wanted, the candidates are tried
+// pixel by pixel, since their order decides ties; where only distances are, those from other rows
+// are taken run by run in vectorised loops, and those from the row itself in a last one that
+// carries the value along. Distances alone in 2-D are chamfer.cpp's.
 #include "ff/distance_field.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "ff/chamfer.h"
@@ -34,7 +32,7 @@ namespace {
 
 using u8 = unsigned char;
 
-constexpr unsigned infinite = 10000000;
+constexpr unsigned infinite = infinite_distance;
 constexpr unsigned always_returned = 4294967295u;
 
 // The padded buffers: a border of one pixel, in z only where neighbours lie there.
@@ -59,33 +57,6 @@ struct layout {
           border_z(border),
           pitch(std::ptrdiff_t(w) + 2),
           plane(pitch * (std::ptrdiff_t(h) + 2)) {}
-};
-
-// Free pixels begin .. end - 1 of a row.
-struct run {
-    int begin, end;
-};
-
-class free_runs {
-  public:
-    // Appends the next row's.
-    void add_row(const u8* labels, int n) {
-        first_.push_back(runs_.size());
-        for (const u8 *p = labels, *end = labels + n; p < end;) {
-            p = static_cast<const u8*>(std::memchr(p, 0, std::size_t(end - p)));
-            if (!p) return;
-            const u8* after = std::find_if(p, end, [](u8 label) { return label != 0; });
-            runs_.push_back({int(p - labels), int(after - labels)});
-            p = after;
-        }
-    }
-    void finish() { first_.push_back(runs_.size()); }
-    const run* begin(std::ptrdiff_t row) const { return runs_.data() + first_[std::size_t(row)]; }
-    const run* end(std::ptrdiff_t row) const { return begin(row + 1); }
-
-  private:
-    std::vector<run> runs_;
-    std::vector<std::size_t> first_;
 };
 
 struct neighbour {
@@ -176,7 +147,6 @@ scratch<unsigned> start(const layout& at, const u8* labels, int label_stride,
             for (int x = 0; x < at.width; ++x) d[x] = label[x] == seed ? 0 : infinite;
             runs.add_row(label, seed == 0 ? 0 : at.width);  // a label of 0 that is a seed stays one
         }
-    runs.finish();
     return dist;
 }
 
@@ -249,29 +219,23 @@ void ipf_release_distance_field(dist_field* field) {
     delete field;
 }
 
-padded_distances chamfer_distances_2d(const dist_field& field, const unsigned char* labels,
-                                      int label_stride, unsigned char seed) {
-    const layout at(field.width, field.height);
-    free_runs runs;
-    auto dist = start(at, labels, label_stride, 0, seed, runs);
-    for (const scan& s : scans_2d(field.weights, at)) run_scan(s, at, runs, dist.get(), nullptr);
-    return {std::move(dist), at.pitch};
-}
-
 unsigned int ipf_distance_transform_2d(dist_field* df, const unsigned char* labels,
                                        unsigned short w, unsigned short h, int label_stride,
                                        unsigned char seed, unsigned int* dist, int dist_stride,
                                        unsigned short (*nearest)[2], int nearest_stride) {
     if (!is_processed(df, 8, labels, w, h, 1, dist)) return always_returned;
+    if (!nearest) {
+        chamfer_distances_2d(*df, labels, label_stride, seed, dist, dist_stride);
+        return always_returned;
+    }
     const layout at(w, h);
     free_runs runs;
     const auto padded = start(at, labels, label_stride, 0, seed, runs);
-    const auto seeds = nearest ? own_coordinates(at) : nullptr;
+    const auto seeds = own_coordinates(at);
     for (const scan& s : scans_2d(df->weights, at))
         run_scan(s, at, runs, padded.get(), seeds.get());
     for (int y = 0; y < h; ++y) {
         std::copy_n(padded.get() + at.row(y, 0), w, dist + std::ptrdiff_t(y) * dist_stride);
-        if (!nearest) continue;
         const coordinates* from = seeds.get() + at.row(y, 0);
         auto* to = nearest + std::ptrdiff_t(y) * nearest_stride;
         for (int x = 0; x < w; ++x) to[x][0] = from[x].x, to[x][1] = from[x].y;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ff/chamfer.h"
+#include "ff/scratch.h"
 #include "matting/color/fb_color.h"
 
 namespace color {
@@ -26,18 +27,26 @@ struct field_deleter {
 
 class band_widths {
   public:
-    explicit band_widths(const _LevelData& level) {
+    explicit band_widths(const _LevelData& level)
+        : w_(level.width),
+          to_high_(ff::make_scratch<unsigned>(level.width, level.height)),
+          to_low_(ff::make_scratch<unsigned>(level.width, level.height)) {
         const std::unique_ptr<ff::dist_field, field_deleter> field(
             ff::ipf_create_distance_field_2d(level.width, level.height, hundredths));
-        to_high_ = ff::chamfer_distances_2d(*field, level.classes, level.classes_stride, high_side);
-        to_low_ = ff::chamfer_distances_2d(*field, level.classes, level.classes_stride, low_side);
+        const auto to = [&](u8 side, unsigned* dist) {
+            ff::chamfer_distances_2d(*field, level.classes, level.classes_stride, side, dist, w_);
+        };
+        to(high_side, to_high_.get());
+        to(low_side, to_low_.get());
     }
     unsigned at(int x, int y) const {
-        return (to_low_.row(y)[x] + to_high_.row(y)[x]) / hundredths;
+        const std::ptrdiff_t i = y * w_ + x;
+        return (to_low_[std::size_t(i)] + to_high_[std::size_t(i)]) / hundredths;
     }
 
   private:
-    ff::padded_distances to_high_, to_low_;
+    const std::ptrdiff_t w_;
+    const ff::scratch<unsigned> to_high_, to_low_;
 };
 
 // Where the propagated colour begins to fade, and where it is gone.
