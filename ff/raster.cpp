@@ -8,6 +8,8 @@
 #include <cstring>
 #include <memory>
 
+#include "ff/scratch.h"
+
 namespace ff {
 namespace {
 
@@ -20,28 +22,6 @@ u8* row_at(void* base, int y, int stride) {
     return static_cast<u8*>(base) + std::ptrdiff_t(y) * stride;
 }
 
-// A pixel of N bytes that is moved as a whole.
-template <int N>
-struct pixel {
-    u8 bytes[N];
-};
-
-template <int N>
-void reverse_row(u8* row, int width) {
-    auto* p = reinterpret_cast<pixel<N>*>(row);
-    std::reverse(p, p + width);
-}
-
-void reverse_row(u8* row, int width, int pixel_bytes, u8* spare) {
-    u8* left = row;
-    u8* right = row + std::ptrdiff_t(width - 1) * pixel_bytes;
-    for (; left < right; left += pixel_bytes, right -= pixel_bytes) {
-        std::memcpy(spare, left, std::size_t(pixel_bytes));
-        std::memcpy(left, right, std::size_t(pixel_bytes));
-        std::memcpy(right, spare, std::size_t(pixel_bytes));
-    }
-}
-
 // dst pixel i = src pixel width - i: `src` points at pixel 0 of the source row.
 template <int N>
 void mirror_row(const u8* src, u8* dst, int width) {
@@ -49,7 +29,28 @@ void mirror_row(const u8* src, u8* dst, int width) {
     for (int i = 0; i < width; ++i, s -= N) std::memcpy(dst + std::ptrdiff_t(i) * N, s, N);
 }
 
+// Three bytes are moved as four where a pixel follows on both sides: the next move writes over the
+// fourth.
+template <>
+void mirror_row<3>(const u8* src, u8* dst, int width) {
+    const u8* s = src + std::ptrdiff_t(width) * 3;
+    u8* const last = dst + std::ptrdiff_t(width - 1) * 3;
+    if (dst < last) std::memcpy(dst, s, 3), dst += 3, s -= 3;
+    for (; dst < last; dst += 3, s -= 3) std::memcpy(dst, s, 4);
+    std::memcpy(last, s, 3);
+}
+
 void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
+    switch (pixel_bytes) {
+        case 1:
+            return mirror_row<1>(src, dst, width);
+        case 2:
+            return mirror_row<2>(src, dst, width);
+        case 3:
+            return mirror_row<3>(src, dst, width);
+        case 4:
+            return mirror_row<4>(src, dst, width);
+    }
     const u8* s = src + std::ptrdiff_t(width) * pixel_bytes;
     for (int i = 0; i < width; ++i, s -= pixel_bytes, dst += pixel_bytes)
         std::memcpy(dst, s, std::size_t(pixel_bytes));
@@ -138,49 +139,18 @@ void ipf_flip_vert(void* buf, int row_bytes, int rows, int stride) {
 void ipf_flip_horz(const void* src, int width, int height, int src_stride, int pixel_bytes,
                    void* dst, int dst_stride) {
     if (!src || !dst || width < 1 || pixel_bytes < 1) return;
-    for (int y = 0; y < height; ++y) {
-        const u8* s = row_at(src, y, src_stride);
-        u8* d = row_at(dst, y, dst_stride);
-        switch (pixel_bytes) {
-            case 1:
-                mirror_row<1>(s, d, width);
-                break;
-            case 2:
-                mirror_row<2>(s, d, width);
-                break;
-            case 3:
-                mirror_row<3>(s, d, width);
-                break;
-            case 4:
-                mirror_row<4>(s, d, width);
-                break;
-            default:
-                mirror_row(s, d, width, pixel_bytes);
-        }
-    }
+    for (int y = 0; y < height; ++y)
+        mirror_row(row_at(src, y, src_stride), row_at(dst, y, dst_stride), width, pixel_bytes);
 }
 
 void ipf_flip_horz(void* buf, int width, int height, int stride, int pixel_bytes) {
     if (!buf || width < 2 || height < 1 || pixel_bytes < 1) return;
-    const auto spare = std::make_unique<u8[]>(std::size_t(pixel_bytes));
+    // A copy of the row stands one pixel late, which undoes the shift.
+    const auto spare = make_scratch<u8>(std::ptrdiff_t(width) + 1, pixel_bytes);
     for (int y = 0; y < height; ++y) {
         u8* row = row_at(buf, y, stride);
-        switch (pixel_bytes) {
-            case 1:
-                reverse_row<1>(row, width);
-                break;
-            case 2:
-                reverse_row<2>(row, width);
-                break;
-            case 3:
-                reverse_row<3>(row, width);
-                break;
-            case 4:
-                reverse_row<4>(row, width);
-                break;
-            default:
-                reverse_row(row, width, pixel_bytes, spare.get());
-        }
+        std::memcpy(spare.get() + pixel_bytes, row, std::size_t(width) * std::size_t(pixel_bytes));
+        mirror_row(spare.get(), row, width, pixel_bytes);
     }
 }
 
