@@ -66,10 +66,10 @@ class MatteProgram : public ScratchDir {
         put("empty.png", {});
     }
 
-    // In the scratch directory, with plain words for arguments.
-    Result run(const std::string& arguments) const {
-        const std::string command =
-            "cd " + dir_.string() + " && '" DSCM_MATTE "' " + arguments + " >.out 2>.err";
+    // In the scratch directory, with plain words for arguments, behind what `before` sets.
+    Result run(const std::string& arguments, const std::string& before = "") const {
+        const std::string command = "cd " + dir_.string() + " && " + before + " '" DSCM_MATTE "' " +
+                                    arguments + " >.out 2>.err";
         const int status = std::system(command.c_str());
         const Bytes out = get(path(".out")), err = get(path(".err"));
         std::filesystem::remove(path(".out"));
@@ -88,10 +88,11 @@ class MatteProgram : public ScratchDir {
     }
 
     // Exits with `status`, says one line that holds `words`, and leaves no file.
-    void expect_refusal(const std::string& arguments, int status, const std::string& words) const {
-        SCOPED_TRACE("matte " + arguments);
+    void expect_refusal(const std::string& arguments, int status, const std::string& words,
+                        const std::string& before = "") const {
+        SCOPED_TRACE(before + " matte " + arguments);
         const auto names = listing();
-        const Result result = run(arguments);
+        const Result result = run(arguments, before);
         EXPECT_EQ(result.status, status);
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
