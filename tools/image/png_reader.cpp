@@ -57,8 +57,7 @@ bool read_header(Decoder& decoder) {
     png_set_sig_bytes(decoder.png, int(decoder.file.head_length()));
     // The pixel limit is ours; libpng's own would stop panoramas at a million a side.
     png_set_user_limits(decoder.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_keep_unknown_chunks(decoder.png, PNG_HANDLE_CHUNK_NEVER, skipped_chunks,
-                                skipped_count);
+    png_set_keep_unknown_chunks(decoder.png, PNG_HANDLE_CHUNK_NEVER, skipped_chunks, skipped_count);
     png_read_info(decoder.png, decoder.info);
     return true;
 }
