@@ -17,8 +17,10 @@ target_link_options(dscmatting PRIVATE
 if(DSCM_SUPERLU_STATIC)
   target_link_libraries(dscmatting PRIVATE dscm_superlu_guard_static superlu::superlu)
 else()
-  # The guard comes first: its definitions must be found before SuperLU's own.
-  target_link_libraries(dscmatting PRIVATE dscm_superlu_guard superlu::superlu)
+  # The guard comes first: its definitions must be found before SuperLU's own. SuperLU's BLAS is left to
+  # SuperLU: where libblas.so is OpenBLAS's, --no-undefined would turn its need of blas_memory_alloc on us
+  # in builds with the sanitizers.
+  target_link_libraries(dscmatting PRIVATE dscm_superlu_guard $<TARGET_LINKER_FILE:superlu::superlu>)
   # A SuperLU in a prefix of its own is found there after installation, too.
   set_target_properties(dscmatting PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
 endif()
