@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 
+#include "tools/image/image.h"
 #include "tools/scene/command_line.h"
 #include "tools/scene/scene.h"
 

@@ -5,7 +5,7 @@
 // added after that. The same options give the same bytes on every machine.
 #pragma once
 
-#include "tools/image/image.h"
+#include "tools/picture.h"
 
 namespace tools {
 
