@@ -1,11 +1,19 @@
 #include "matting/solver/sparse_solve.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "tests/matting/solver/dense.h"
 #include "tests/support/guarded_raster.h"
 
+// The linker leads the calls of the objects in this program here; among them is the guard, which
+// allocates for SuperLU.
+extern "C" void* __real_malloc(std::size_t size);
+extern "C" void* __wrap_malloc(std::size_t size);
+
 namespace {
+
+int granted = -1;  // so many blocks until malloc refuses one; negative: it refuses none
 
 const double inf = std::numeric_limits<double>::infinity(), nan = inf - inf;
 
@@ -73,4 +81,33 @@ TEST(SparseSolve, malformed_systems_are_refused) {
     }
 }
 
+// The Laplacian of a side x side grid with 1 added to its diagonal.
+Lower grid_laplacian(int side) {
+    Lower grid;
+    for (int k = 0; k < side * side; ++k) {
+        grid.add(k, 5);
+        if (k % side + 1 < side) grid.add(k + 1, -1);
+        if (k + side < side * side) grid.add(k + side, -1);
+        grid.end_column();
+    }
+    return grid;
+}
+
+TEST(SparseSolve, memory_that_runs_out_inside_superlu_is_a_failed_solve) {
+    const Lower grid = grid_laplacian(20);
+    const Vector entry(400, 0.5);
+    int refused = 0;
+    for (bool solved = false; !solved; ++refused) {
+        Vector x = entry;
+        granted = refused;
+        EXPECT_EQ(grid.solve(Vector(400, 1.0), x), 0);
+        solved = granted >= 0;
+        granted = -1;
+        EXPECT_EQ(x == entry, !solved) << "block " << refused;
+    }
+    EXPECT_GT(refused, 20) << "the guard's malloc is not the one here";
+}
+
 }  // namespace
+
+void* __wrap_malloc(std::size_t size) { return granted-- == 0 ? nullptr : __real_malloc(size); }
