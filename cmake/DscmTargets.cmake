@@ -18,6 +18,11 @@ target_compile_options(dscm_options INTERFACE -ffp-contract=off -Wall -Wextra -W
                        -Wdouble-promotion $<$<BOOL:${DSCM_WERROR}>:-Werror>)
 target_include_directories(dscm_options INTERFACE ${PROJECT_SOURCE_DIR})
 
+# Android runs on pages of 4 and of 16 KB.
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL aarch64)
+  add_link_options(LINKER:-z,max-page-size=16384)
+endif()
+
 # dscm_layer(name SOURCES a.cpp ... LINKS dscm_below ...): one folder of the library.
 function(dscm_layer name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})

@@ -7,6 +7,8 @@
 //
 // resample writes the C samples of one pixel to `out` and returns true, or returns false and leaves
 // `out` as it was where the coordinates lie outside (the empty raster has no inside).
+//
+// Samples of type char are numbers as the compiler has them: signed on x86-64, unsigned on ARM64.
 #pragma once
 
 #include "ff/api.h"
