@@ -81,7 +81,7 @@ class MatteProgram : public ScratchDir {
 
     // The matte that these arguments give without a word.
     Image matte(const std::string& arguments, const std::string& photo = "photo.png") const {
-        const Result result = run(photo + " -o m.png " + arguments);
+        const Result result = run(photo + " -f -o m.png " + arguments);
         EXPECT_EQ(result.status, 0) << arguments;
         EXPECT_EQ(result.out + result.err, "") << arguments;
         return tools::read_grey(path("m.png"));
@@ -257,6 +257,64 @@ TEST_F(MatteProgram, one_failure_does_not_stop_the_other_photographs) {
     }
 }
 
+TEST_F(MatteProgram, force_replaces_what_is_there_but_never_an_input) {
+    namespace fs = std::filesystem;
+    const auto refused = [this](const std::string& output, int status, const std::string& words) {
+        expect_refusal("photo.png -s mask.png " + output, status, words);
+    };
+    put("old.png", {1});
+    fs::create_symlink("old.png", path("link.png"));
+    fs::create_symlink("new.png", path("dangling.png"));
+    fs::create_symlink("circle.png", path("circle.png"));
+    fs::create_symlink("mask.png", path("input.png"));
+    fs::create_hard_link(path("photo.png"), path("twin.png"));
+    const Bytes photo = get(path("photo.png")), mask = get(path("mask.png"));
+    refused("-o old.png", 1, "old.png: exists already; --force replaces it");
+    refused("--cutout new-too.png -o link.png", 1, "link.png: exists already");
+    refused("-f -o circle.png", 1, "circle.png: Too many levels");
+    refused("-f -o dangling.png --cutout new.png", 2, "named for two outputs");
+    for (const std::string input : {"./mask.png", "input.png", "twin.png"})
+        refused("-f -o " + input, 2, input + ": the output would replace an input");
+    EXPECT_EQ(get(path("old.png")), Bytes({1}));
+
+    const std::string matte = run("photo.png -s mask.png -o -").out;
+    for (const std::string output : {"-f -o link.png", "-o dangling.png", "-o /dev/stdout"}) {
+        const Result result = run("photo.png -s mask.png " + output);
+        EXPECT_EQ(result.status, 0) << output << ": " << result.err;
+        const bool piped = output == "-o /dev/stdout";
+        const Bytes file = get(path(output == "-o dangling.png" ? "new.png" : "old.png"));
+        EXPECT_EQ(piped ? result.out : std::string(file.begin(), file.end()), matte) << output;
+    }
+    EXPECT_TRUE(fs::is_symlink(path("link.png")) && fs::is_symlink(path("dangling.png")));
+    EXPECT_EQ(run("photo.png -s mask.png -o /dev/null --cutout /dev/null", "").status, 2);
+    EXPECT_EQ(run("photo.png -s mask.png -o /dev/null").status, 0);
+
+    put("photo-matte.png", {1});
+    const Result batch = run("photo.png mask.png -s mask.png -s mask.png --output-dir .");
+    EXPECT_EQ(batch.status, 1);
+    EXPECT_EQ(batch.err.find("matte: ./photo-matte.png: exists already"), 0u) << batch.err;
+    EXPECT_EQ(get(path("photo-matte.png")), Bytes({1}));
+    EXPECT_TRUE(fs::exists(path("mask-matte.png")));
+    EXPECT_TRUE(get(path("photo.png")) == photo && get(path("mask.png")) == mask);
+}
+
+TEST_F(MatteProgram, a_signal_leaves_nothing_half_written) {
+    // A pipe that nobody reads holds the program up while the other output is under way.
+    const std::string script =
+        "mkfifo pipe; \"$@\" & while kill -0 $! && ! ls .part-*; do sleep 0.01; done >.ls 2>&1\n"
+        "rm .ls; kill -$SIGNAL $!; wait $!; status=$?; rm pipe; exit $status";
+    put("script", {script.begin(), script.end()});
+    const auto names = listing();
+    for (const auto& [signal, number] : {std::pair("TERM", 15), std::pair("HUP", 1)}) {
+        const Result result = run("photo.png -s mask.png -o m.png --cutout pipe",
+                                  std::string("SIGNAL=") + signal + " sh script");
+        EXPECT_EQ(result.status, 128 + number) << result.err;
+        EXPECT_EQ(listing(), names);
+    }
+    run("photo.png -s mask.png -o - --cutout cut.png | true");
+    EXPECT_EQ(listing(), names) << "standard output was closed";
+}
+
 TEST_F(MatteProgram, threshold_cuts_soft_masks_and_keep_drops_the_smaller_part) {
     draw("soft.png", width, height, 1, [](int x, int y, int) {
         const bool square = x >= 150 && y >= 120 && x < 165 && y < 135;
@@ -277,7 +335,7 @@ TEST_F(MatteProgram, verbose_and_notes_go_to_standard_error) {
         {"-t mask.png", {"mask.png: note: no pixel of the trimap is 128"}},
         {"-s mask.png --max-band 45", {"photo.png: note: no subject is left"}}};
     for (const auto& [options, words] : table) {
-        const Result result = run("photo.png -o m.png " + std::string(options));
+        const Result result = run("photo.png -f -o m.png " + std::string(options));
         EXPECT_TRUE(result.status == 0 && result.out.empty()) << options;
         for (const char* word : words)
             EXPECT_NE(result.err.find(word), std::string::npos) << result.err;

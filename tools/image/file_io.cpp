@@ -1,7 +1,4 @@
-// Whole files in and out. An output is written under a temporary name in its own directory, so that
-// the rename stays inside one file system and is atomic: a reader sees the old file or the new one.
-// The temporary file is made with open() rather than mkstemp(), whose 0600 would outlive the
-// rename.
+// Whole files in and out.
 
 #include "tools/image/file_io.h"
 
@@ -15,6 +12,7 @@
 #include <system_error>
 
 #include "tools/image/image.h"
+#include "tools/image/temporary_file.h"
 
 namespace tools {
 
@@ -41,69 +39,14 @@ std::size_t InputFile::read(std::uint8_t* bytes, std::size_t size) noexcept {
     return count;
 }
 
-namespace {
-
-// The file that a name stands for: symbolic links are followed, also to a target that does not
-// exist yet. A circle of links comes back as a link, which cannot be written.
-fs::path follow_links(fs::path path) {
+std::string linked_file(const std::string& path) {
+    fs::path file = path;
     std::error_code error;
-    for (int hops = 0; hops < 40 && fs::is_symlink(path, error); ++hops) {
-        path = path.parent_path() / fs::read_symlink(path, error);
+    for (int hops = 0; hops < 40 && fs::is_symlink(file, error); ++hops) {
+        file = file.parent_path() / fs::read_symlink(file, error);
     }
-    return path;
+    return file.string();
 }
-
-// A descriptor that closes itself on the way out of an error.
-struct Descriptor {
-    int fd;
-    explicit Descriptor(int open_fd) : fd(open_fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd >= 0) ::close(fd);
-    }
-    int close() {
-        const int result = ::close(fd);
-        fd = -1;
-        return result;
-    }
-};
-
-// A new file beside `target`, removed again unless it was renamed. Its short name fits wherever the
-// target's does, and steps aside for what a killed run may have left.
-class TemporaryFile {
-  public:
-    TemporaryFile(const fs::path& target, const std::string& name) : file_(-1) {
-        const std::string base = ".part-" + std::to_string(::getpid()) + "-";
-        for (int attempt = 0; attempt < 100 && file_.fd < 0; ++attempt) {
-            path_ = (target.parent_path() / (base + std::to_string(attempt))).string();
-            file_.fd = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (file_.fd < 0 && errno != EEXIST) break;
-        }
-        if (file_.fd < 0) fail_errno(name, errno);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        if (!renamed_) ::unlink(path_.c_str());
-    }
-
-    int descriptor() const { return file_.fd; }
-
-    void rename_to(const fs::path& target, const std::string& name) {
-        if (file_.close() != 0 || ::rename(path_.c_str(), target.c_str()) != 0) {
-            fail_errno(name, errno);
-        }
-        renamed_ = true;
-    }
-
-  private:
-    std::string path_;
-    Descriptor file_;
-    bool renamed_ = false;
-};
-
-}  // namespace
 
 void write_descriptor(int descriptor, const std::vector<std::uint8_t>& bytes,
                       const std::string& name) {
@@ -121,7 +64,10 @@ namespace {
 // What is no regular file (a device, a pipe) is written to where it stands.
 bool is_special(const std::string& path) {
     struct stat status;
-    if (::stat(path.c_str(), &status) != 0) return false;
+    if (::stat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT) fail_errno(path, errno);  // a circle of links, say
+        return false;
+    }
     if (S_ISDIR(status.st_mode)) fail_errno(path, EISDIR);
     return !S_ISREG(status.st_mode);
 }
@@ -134,7 +80,7 @@ struct PendingFiles::File {
     TemporaryFile written;
 };
 
-PendingFiles::PendingFiles() = default;
+PendingFiles::PendingFiles(bool replace) : replace_(replace) {}
 PendingFiles::~PendingFiles() = default;
 
 void PendingFiles::add(const std::string& path, const std::vector<std::uint8_t>& bytes) {
@@ -144,13 +90,13 @@ void PendingFiles::add(const std::string& path, const std::vector<std::uint8_t>&
         write_descriptor(device.fd, bytes, path);
         return;
     }
-    const fs::path target = follow_links(path);
+    const fs::path target = linked_file(path);
     files_.push_back(std::unique_ptr<File>(new File{path, target, TemporaryFile(target, path)}));
     write_descriptor(files_.back()->written.descriptor(), bytes, path);
 }
 
 void PendingFiles::commit() {
-    for (const auto& file : files_) file->written.rename_to(file->target, file->path);
+    for (const auto& file : files_) file->written.rename_to(file->target, file->path, replace_);
     files_.clear();
 }
 
@@ -162,7 +108,7 @@ void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes)
 
 void check_writable(const std::string& path) {
     if (is_special(path)) return;
-    const fs::path directory = follow_links(path).parent_path();
+    const fs::path directory = fs::path(linked_file(path)).parent_path();
     const char* name = directory.empty() ? "." : directory.c_str();
     if (::access(name, W_OK | X_OK) != 0) fail_errno(path, errno);
 }

@@ -46,7 +46,8 @@ void write_file(const std::string& path, const std::vector<std::uint8_t>& bytes)
 // Files that appear together or not at all, each as write_file does it.
 class PendingFiles {
   public:
-    PendingFiles();
+    // Without `replace` a name that is taken when the files get theirs is an error.
+    explicit PendingFiles(bool replace = true);
     ~PendingFiles();  // takes back what was not committed
     PendingFiles(const PendingFiles&) = delete;
     PendingFiles& operator=(const PendingFiles&) = delete;
@@ -60,10 +61,19 @@ class PendingFiles {
   private:
     struct File;
     std::vector<std::unique_ptr<File>> files_;
+    const bool replace_;
 };
 
 // Throws what write_file would throw where it can be foreseen: a missing directory, no permission.
 void check_writable(const std::string& path);
+
+// Has the signals that end a program (not SIGKILL) remove first what PendingFiles have written
+// beside its place. Signals that are ignored or handled already are left alone.
+void remove_unfinished_files_on_signals();
+
+// The file that a name stands for: symbolic links are followed, also to what does not exist yet. A
+// circle of links comes back as a link.
+std::string linked_file(const std::string& path);
 
 // Writes all bytes to an open descriptor; `name` stands in the error's text.
 void write_descriptor(int descriptor, const std::vector<std::uint8_t>& bytes,

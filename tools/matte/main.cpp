@@ -80,6 +80,7 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
+    tools::remove_unfinished_files_on_signals();
     try {
         Options options;
         int status = success;

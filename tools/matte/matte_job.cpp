@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "matting/edit/cleanup.h"
@@ -124,6 +126,7 @@ Image make_matte(Image& photo, Image mask, const Job& job, const Options& option
 // The outputs of one photograph, which appear together.
 class Outputs {
   public:
+    explicit Outputs(bool replace) : files_(replace) {}
     void add(const std::string& name, const Image& image) {
         if (name == "-") {
             standard_output_ = tools::encode_png(image, "standard output");
@@ -143,7 +146,7 @@ class Outputs {
 
 void write_outputs(const Job& job, const Options& options, const Image& subject, const Image& matte,
                    const Image& background) {
-    Outputs outputs;
+    Outputs outputs(options.force);
     if (!job.output.empty()) outputs.add(job.output, options.fg_only ? subject : matte);
     if (!job.cutout.empty()) outputs.add(job.cutout, cut_out(subject, matte));
     if (!job.composite.empty()) {
@@ -152,12 +155,21 @@ void write_outputs(const Job& job, const Options& options, const Image& subject,
     outputs.commit();
 }
 
+void check_output(const std::string& name, const Options& options) {
+    if (name == "-") return;
+    std::error_code error;
+    if (!options.force && std::filesystem::is_regular_file(name, error)) {
+        throw ImageError(name + ": exists already; --force replaces it");
+    }
+    tools::check_writable(name);
+}
+
 }  // namespace
 
 void run_job(const Job& job, const Options& options, const Image& background, Progress& progress) {
     progress.start_photo(job.photo);
     for (const std::string& output : job.outputs()) {
-        if (output != "-") tools::check_writable(output);
+        check_output(output, options);
     }
     progress.start_stage("reading");
     Image photo = tools::read_colour(job.photo, options.settings.max_pixels);

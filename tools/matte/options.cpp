@@ -22,8 +22,9 @@ constexpr const char* description =
 
 constexpr const char* footer =
     "Photographs, masks and backgrounds are JPEG or PNG files; all are turned as their\n"
-    "EXIF orientation says. Outputs are PNG files; existing ones are overwritten, inputs\n"
-    "never. A photograph's outputs are written when all of them are done.\n"
+    "EXIF orientation says. Outputs are PNG files; existing ones are replaced with --force\n"
+    "only, inputs never. Where an output is a symbolic link, what it points at is written;\n"
+    "devices and pipes are written to. A photograph's outputs appear when all are done.\n"
     "\n"
     "Several photographs: give --segmentation (--trimap, --strokes) once for each, in\n"
     "the same order, or once with a directory, where the mask of DIR/NAME.jpg is\n"
@@ -102,6 +103,7 @@ void add_outputs(CLI::App& app, Options& options) {
                    "no matte where --cutout or --composite ask for something else")
         ->type_name("DIR")
         ->excludes(output);
+    app.add_flag("-f,--force", options.force, "Replace output files that are there already");
 }
 
 std::string check_background(const std::string& text) {
@@ -238,6 +240,10 @@ bool parse_command_line(int argc, const char* const* argv, Options& options, int
     } catch (const CLI::Error& error) {
         status = report_misuse(error.what());
         return false;
+    }
+    // Redirected to a file it would be taken for one that is there already.
+    for (std::string* name : {&options.output, &options.cutout, &options.composite}) {
+        if (*name == "/dev/stdout") *name = "-";
     }
     const std::string wrong = find_misuse(options);
     if (!wrong.empty()) status = report_misuse(wrong);

@@ -45,6 +45,7 @@ struct Options {
     std::string composite;   // likewise
     std::string background;  // a file or #rrggbb, with composite
     bool fg_only = false;    // the subject's colour in place of the matte
+    bool force = false;      // replace outputs that are there already
     bool verbose = false;
     Settings settings;
 

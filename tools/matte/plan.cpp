@@ -1,7 +1,10 @@
 // Pairs photographs with masks and outputs before any work is done, so that a slip in the command
-// line costs no minutes and no file. Files are compared by their canonical paths.
+// line costs no minutes and no file. Outputs are compared by their canonical paths, and with inputs
+// by inode: a hard link is the same picture under another name.
 
 #include "tools/matte/plan.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -17,7 +20,8 @@ namespace {
 
 std::string canonical(const std::string& path) {
     std::error_code error;
-    const fs::path result = fs::weakly_canonical(fs::absolute(path, error), error);
+    const fs::path result =
+        fs::weakly_canonical(fs::absolute(tools::linked_file(path), error), error);
     return error ? path : result.string();
 }
 
@@ -79,28 +83,34 @@ std::string look_up_mask(const Job& job) {
     return {};
 }
 
-std::set<std::string> canonical_inputs(const std::vector<Job>& jobs, const Options& options) {
-    std::set<std::string> inputs;
-    const auto add = [&inputs](const std::string& path) {
-        if (!path.empty()) inputs.insert(canonical(path));
-    };
-    add(options.background);
+std::vector<std::string> input_files(const std::vector<Job>& jobs, const Options& options) {
+    std::vector<std::string> inputs;
+    if (!options.background.empty()) inputs.push_back(options.background);
     for (const Job& job : jobs) {
-        add(job.photo);
-        add(is_directory(job.mask) ? look_up_mask(job) : job.mask);
+        inputs.push_back(job.photo);
+        inputs.push_back(is_directory(job.mask) ? look_up_mask(job) : job.mask);
     }
     return inputs;
 }
 
+// What tells regular files apart, also behind links of either kind; empty for anything else.
+std::string identity(const std::string& path) {
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    return std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+}
+
 void check_outputs(const std::vector<Job>& jobs, const Options& options) {
-    const std::set<std::string> inputs = canonical_inputs(jobs, options);
+    std::set<std::string> inputs;
+    for (const std::string& input : input_files(jobs, options)) inputs.insert(identity(input));
+    inputs.erase("");
     std::map<std::string, std::string> photo_of;
     for (const Job& job : jobs) {
         for (const std::string& name : job.outputs()) {
-            const std::string output = name == "-" ? name : canonical(name);
-            if (inputs.count(output) != 0) {
+            if (name != "-" && inputs.count(identity(name)) != 0) {
                 throw UsageError(name + ": the output would replace an input");
             }
+            const std::string output = name == "-" ? name : canonical(name);
             const auto [other, is_new] = photo_of.emplace(output, job.photo);
             if (is_new) continue;
             if (other->second == job.photo) throw UsageError(name + ": named for two outputs");
