@@ -5,6 +5,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +18,8 @@
 namespace tools {
 
 namespace {
+
+constexpr char exif_chunk[] = "eXIf";
 
 struct Decoder {
     png_structp png = nullptr;
@@ -47,9 +50,16 @@ void read_bytes(png_structp png, png_bytep bytes, std::size_t size) {
     png_error(png, "end of file");
 }
 
-// Chunks that are not looked at and that a few bytes may expand to megabytes each.
-constexpr png_byte skipped_chunks[] = "iCCP\0iTXt\0sPLT\0tEXt\0zTXt";
-constexpr int skipped_count = int(sizeof skipped_chunks) / 5;
+// Of the chunks that a picture can do without only the orientation's is read, and only as bytes:
+// libpng would take the memory that a chunk says it needs, or that its text expands to.
+void skip_chunks(png_structp png) {
+    constexpr int all_optional = -1;
+    constexpr png_alloc_size_t largest = 8'000'000;  // bytes
+    const auto* exif = reinterpret_cast<png_const_bytep>(exif_chunk);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, all_optional);
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, exif, 1);
+    png_set_chunk_malloc_max(png, largest);
+}
 
 bool read_header(Decoder& decoder) {
     if (setjmp(png_jmpbuf(decoder.png))) return false;
@@ -57,7 +67,7 @@ bool read_header(Decoder& decoder) {
     png_set_sig_bytes(decoder.png, int(decoder.file.head_length()));
     // The pixel limit is ours; libpng's own would stop panoramas at a million a side.
     png_set_user_limits(decoder.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_keep_unknown_chunks(decoder.png, PNG_HANDLE_CHUNK_NEVER, skipped_chunks, skipped_count);
+    skip_chunks(decoder.png);
     png_read_info(decoder.png, decoder.info);
     return true;
 }
@@ -82,11 +92,15 @@ bool read_rows(Decoder& decoder) {
 }
 
 int stored_orientation(const Decoder& decoder) {
-    png_bytep tiff = nullptr;
-    png_uint_32 size = 0;
-    if (!png_get_eXIf_1(decoder.png, decoder.info, &size, &tiff)) return 1;
+    png_unknown_chunkp chunks = nullptr;
+    const int count = png_get_unknown_chunks(decoder.png, decoder.info, &chunks);
+    const auto is_exif = [](const png_unknown_chunk& chunk) {
+        return std::memcmp(chunk.name, exif_chunk, sizeof exif_chunk) == 0;
+    };
+    const auto* chunk = std::find_if(chunks, chunks + count, is_exif);
+    if (chunk == chunks + count) return 1;
     std::vector<std::uint8_t> exif = {'E', 'x', 'i', 'f', 0, 0};
-    exif.insert(exif.end(), tiff, tiff + size);
+    exif.insert(exif.end(), chunk->data, chunk->data + chunk->size);
     return exif_orientation(exif.data(), exif.size());
 }
 
