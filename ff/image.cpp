@@ -103,8 +103,10 @@ void FVTImage::Attach(void* pixels, int w, int h, int fmt, int row_stride) {
 
 void FVTImage::AttachROI(const FVTImage& src, const RectT<int>& r) {
     const int x0 = std::max(r.x, 0), y0 = std::max(r.y, 0);
-    const auto x1 = int(std::min<std::int64_t>(src.width, std::int64_t(r.x) + r.width));
-    const auto y1 = int(std::min<std::int64_t>(src.height, std::int64_t(r.y) + r.height));
+    const auto end = [](int first, int length, int limit) {
+        return int(std::clamp<std::int64_t>(std::int64_t(first) + length, 0, std::max(limit, 0)));
+    };
+    const int x1 = end(r.x, r.width, src.width), y1 = end(r.y, r.height, src.height);
     if (!src.data || x0 >= x1 || y0 >= y1) return;
     unsigned char* corner =
         src.data + std::ptrdiff_t(y0) * src.stride + std::ptrdiff_t(row_bytes_of(src.format, x0));
