@@ -4,6 +4,10 @@
 // fills the columns in ascending order of the half matrix, so that rows rise in every column. It
 // keeps nothing but the full matrix while the factorisation runs: the peak of a solve is SuperLU's.
 // SuperLU may scale the matrix and the right-hand side in place; a second attempt expands anew.
+//
+// SuperLU writes outside its arrays where a column has no row left to pivot on, and where an entry
+// comes twice. So entries are looked through for the latter, and a diagonal that is not there is
+// put in as 0: a matrix with a whole diagonal always has a row left, be its values what they may.
 #include "matting/solver/sparse_solve.h"
 
 #include <slu_ddefs.h>
@@ -94,6 +98,19 @@ bool all_finite(const double* v, std::ptrdiff_t n) {
     return std::all_of(v, v + n, [](double d) { return std::isfinite(d); });
 }
 
+// Whether no column has two entries of one row.
+bool is_free_of_repeats(const int* row_ind, const int* col_ptr, int n) {
+    const auto last_column = make_scratch<int>(n);  // that had an entry in the row
+    std::fill_n(last_column.get(), n, -1);
+    for (int j = 0; j < n; ++j)
+        for (int p = col_ptr[j]; p < col_ptr[j + 1]; ++p) {
+            int& last = last_column[std::size_t(row_ind[p])];
+            if (last == j) return false;
+            last = j;
+        }
+    return true;
+}
+
 // Solves into `solution`; rhs and values may come back scaled.
 outcome solve_full(int* row_ind, int* col_ptr, double* values, int n, int nnz, double* rhs,
                    double* solution) {
@@ -104,6 +121,7 @@ outcome solve_full(int* row_ind, int* col_ptr, double* values, int n, int nnz, d
     try {
         orders = make_scratch<int>(n, 3);
         scales = make_scratch<double>(n, 2);
+        if (!is_free_of_repeats(row_ind, col_ptr, n)) return outcome::failed;
     } catch (const std::bad_alloc&) {
         std::printf("malloc fails for buf\n");
         return outcome::failed;
@@ -136,17 +154,26 @@ bool is_matrix(const int* row_ind, const int* col_ptr, int n, int base) {
                        [=](int row) { return row >= base && row - base < n; });
 }
 
+// Whether column j has an entry on the diagonal; rows and positions count from `base`.
+bool has_diagonal(const int* row_ind, const int* col_ptr, int j, int base) {
+    const int* begin = row_ind + (col_ptr[j] - base);
+    const int* end = row_ind + (col_ptr[j + 1] - base);
+    return std::find(begin, end, j + base) != end;
+}
+
 // Entries of every full column, into col_ptr[j + 1]; returns their total.
 std::int64_t count_columns(const int* row_ind, const int* half_ptr, int n, int* col_ptr) {
     std::fill(col_ptr, col_ptr + n + 1, 0);
     std::int64_t total = 0;
     const auto count = [&](int column) { ++col_ptr[column + 1], ++total; };
-    for (int j = 0; j < n; ++j)
+    for (int j = 0; j < n; ++j) {
+        if (!has_diagonal(row_ind, half_ptr, j, 1)) count(j);
         for (int p = half_ptr[j]; p < half_ptr[j + 1]; ++p) {
             const int row = row_ind[p - 1] - 1;
             count(row);
             if (row != j) count(j);
         }
+    }
     return total;
 }
 
@@ -173,6 +200,7 @@ full_matrix expand(const double* values, const int* row_ind, const int* half_ptr
         m.row_ind[std::size_t(at)] = row;
     };
     for (int j = 0; j < n; ++j) {
+        if (!has_diagonal(row_ind, half_ptr, j, 1)) append(j, extra_diagonal, j);
         for (int p = half_ptr[j]; p < half_ptr[j + 1]; ++p) {
             const int row = row_ind[p - 1] - 1;
             if (row == j) {
@@ -183,6 +211,31 @@ full_matrix expand(const double* values, const int* row_ind, const int* half_ptr
             append(j, values[p - 1], row);
         }
     }
+    return m;
+}
+
+// A copy with `extra_diagonal` added to every diagonal entry.
+full_matrix with_diagonal(const double* values, const int* row_ind, const int* col_ptr, int n,
+                          double extra_diagonal) {
+    full_matrix m;
+    m.n = n;
+    const std::int64_t most = std::int64_t(col_ptr[n]) + n;
+    if (most > INT_MAX) throw std::bad_alloc();
+    m.col_ptr = make_scratch<int>(std::ptrdiff_t(n) + 1);
+    m.row_ind = make_scratch<int>(most);
+    m.values = make_scratch<double>(most);
+    const auto append = [&m](int row, double value) {
+        m.row_ind[std::size_t(m.nnz)] = row;
+        m.values[std::size_t(m.nnz)] = value;
+        ++m.nnz;
+    };
+    for (int j = 0; j < n; ++j) {
+        m.col_ptr[std::size_t(j)] = m.nnz;
+        for (int p = col_ptr[j]; p < col_ptr[j + 1]; ++p)
+            append(row_ind[p], values[p] + (row_ind[p] == j ? extra_diagonal : 0.0));
+        if (!has_diagonal(row_ind, col_ptr, j, 0)) append(j, extra_diagonal);
+    }
+    m.col_ptr[std::size_t(n)] = m.nnz;
     return m;
 }
 
@@ -214,12 +267,6 @@ void solve_or_keep(double* rhs, double* x, int n, Attempt attempt) {
     if (result == outcome::solved) std::copy(solution.get(), solution.get() + n, x);
 }
 
-void add_to_diagonal(const int* row_ind, const int* col_ptr, double* values, int n, double extra) {
-    for (int j = 0; j < n; ++j)
-        for (int p = col_ptr[j]; p < col_ptr[j + 1]; ++p)
-            if (row_ind[p] == j) values[p] += extra;
-}
-
 }  // namespace
 
 int mn_sparse_solve_d(const double* values, const int* row_ind, const int* col_ptr, int n, int,
@@ -240,15 +287,9 @@ int SparseLinearSys(int* row_ind, int* col_ptr, double* values, double* rhs, dou
                     int nnz) {
     if (n < 1 || nnz < 0 || !row_ind || !col_ptr || !values || !rhs || !x) return 0;
     if (col_ptr[n] != nnz || !is_matrix(row_ind, col_ptr, n, 0)) return 0;
-    const auto kept_values = make_scratch<double>(nnz);  // a scaled matrix cannot be tried again
-    std::copy(values, values + nnz, kept_values.get());
-    solve_or_keep(rhs, x, n, [&](double extra_diagonal, double* b, double* solution) {
-        double* v = values;
-        if (extra_diagonal > 0.0) {
-            v = kept_values.get();
-            add_to_diagonal(row_ind, col_ptr, v, n, extra_diagonal);
-        }
-        return solve_full(row_ind, col_ptr, v, n, nnz, b, solution);
+    solve_or_keep(rhs, x, n, [=](double extra_diagonal, double* b, double* solution) {
+        full_matrix m = with_diagonal(values, row_ind, col_ptr, n, extra_diagonal);
+        return solve_full(m.row_ind.get(), m.col_ptr.get(), m.values.get(), n, m.nnz, b, solution);
     });
     return 0;
 }
