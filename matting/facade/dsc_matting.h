@@ -24,9 +24,9 @@
 // pixels keep their value and unknown ones stay 128 or, close to known ones, blend with them.
 //
 // A picture has at most 2^31 - 1 pixels and a third of that in a row; from Init a larger one is
-// std::bad_alloc, before it is looked at. Strides may be any. More than about 2.8 million unknowns
-// in one piece at the working size are beyond the sparse solver's counters: it has no memory for
-// them, however much there is.
+// std::bad_alloc, before it is looked at. Strides may be as large as an int. More than about 2.8
+// million unknowns in one piece at the working size are beyond the sparse solver's counters: it has
+// no memory for them, however much there is.
 //
 // Each solve prints "\nnp=<unknowns>" on standard output.
 #pragma once
