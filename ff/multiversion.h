@@ -6,7 +6,8 @@
 //   DSCM_AVX2 void kernel_avx2(...) { kernel(...); }  // only #ifdef DSCM_HAS_AVX2
 //   if (ff::cpu_has_avx2()) kernel_avx2(...); else kernel(...);
 //
-// The build option DSCM_PLAIN_KERNELS turns the second form off.
+// A build with DSCM_PLAIN_KERNELS defined has no second form; a test assigns to cpu_has_avx2() to
+// compare the two.
 #pragma once
 
 #if defined(__GNUC__)
@@ -19,8 +20,8 @@
 #define DSCM_HAS_AVX2 1
 #define DSCM_AVX2 __attribute__((target("avx2")))
 namespace ff {
-inline bool cpu_has_avx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
+inline bool& cpu_has_avx2() {
+    static bool has = __builtin_cpu_supports("avx2");
     return has;
 }
 }  // namespace ff

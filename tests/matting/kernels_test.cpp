@@ -1,0 +1,89 @@
+// Kernels that exist in two forms give the same bytes in both.
+#include <map>
+#include <string>
+
+#include "ff/distance_field.h"
+#include "ff/filters.h"
+#include "ff/multiversion.h"
+#include "ff/raster.h"
+#include "matting/sampling/usam.h"
+#include "matting/solver/window_weights.h"
+#include "tests/support/digest.h"
+#include "tests/support/guarded_raster.h"
+
+namespace {
+
+#ifdef DSCM_HAS_AVX2
+struct Results {
+    explicit Results(int w) {
+        Random random(w);
+        Bytes src(4 * w, h, 1, noise(random)), bytes(4 * w, h, 0), grown(4 * 45, 2 * h, 0);
+        Ints wide(4 * w, h, 1, noise(random, -9999, 9999)), ints(4 * w, h, 0);
+        const int k = 1 + w % 9, n = 4 * w;
+        for (int c : {1, 3, 4}) {
+            ff::ipf_min_filter(src, w, h, src.stride, c, bytes, n, k, 1, nullptr);
+            note("minimum", bytes);
+            ff::ipf_max_filter(src, w, h, src.stride, c, bytes, n, k, 1, nullptr);
+            note("maximum", bytes);
+            ff::ipf_sum_filter(wide, w, h, wide.stride, c, ints, n, k, k, nullptr);
+            note("sum", ints);
+            ff::ipf_mean_filter(src, w, h, src.stride, c, ints, n, nullptr, 0, k, k, nullptr);
+            note("mean to int", ints);
+            ff::ipf_mean_filter(src, w, h, src.stride, c, bytes, n, nullptr, 0, k, k, nullptr);
+            note("mean to byte", bytes);
+            for (int to = 1; to <= 45; to += 11) {
+                ff::ipf_resize_bl<u8, u8>(src, w, h, src.stride, c, grown, to, 2 * h, 180, c, c);
+                note("resize", grown);
+            }
+        }
+        // Four times as wide, to have several blocks.
+        Bytes labels(n, h, 0, [&](int, int) { return std::max(0, random.between(-60, 2)); });
+        ff::dist_field* field = ff::ipf_create_distance_field_2d(n, h, 100);
+        auto* const distances = reinterpret_cast<unsigned*>(&ints(0, 0));
+        ff::ipf_distance_transform_2d(field, labels, n, h, n, 2, distances, n, nullptr, 0);
+        ff::ipf_release_distance_field(field);
+        note("distances", ints);
+        const matting::colour_planes planes(src, w, h, src.stride);
+        GuardedRaster<double> window(matting::pair_count, matting::window_lanes, 0);
+        for (int x = 0; x + 2 < w; ++x) {
+            matting::lane_weights weights;
+            matting::pair_weights(planes, x, x % (h - 2), weights);
+            // Lanes beyond the border hold nothing of use.
+            window.each([&](int i, int l) { window(i, l) = x + l + 2 < w ? weights[i][l] : 0; });
+            note("window weights", window);
+        }
+        Bytes small(12, 3, 0, noise(random));
+        GuardedRaster<short> weights(w, h, 0);
+        for (int mode : {2, 3}) {
+            usam_calc_weights_8u_c3(src, w, h, src.stride, nullptr, 0, small, 4, 3, 12, ints, n,
+                                    weights, w, mode);
+            note("pairs", ints), note("weights of pairs", weights);
+        }
+    }
+    template <class Raster>
+    void note(const char* stage, const Raster& raster) {
+        Digest d{digests[stage]};
+        d.add(raster.payload());
+        digests[stage] = d.value;
+    }
+    static constexpr int h = 9;
+    std::map<std::string, std::uint64_t> digests;
+};
+#endif
+
+TEST(Kernels, both_forms_give_the_same_bytes_at_every_width) {
+#ifdef DSCM_HAS_AVX2
+    if (!ff::cpu_has_avx2()) GTEST_SKIP() << "no AVX2 here";
+    for (int w = 1; w <= 40; ++w) {
+        const Results fast(w);
+        ff::cpu_has_avx2() = false;
+        const Results plain(w);
+        ff::cpu_has_avx2() = true;
+        EXPECT_EQ(fast.digests, plain.digests) << w;
+    }
+#else
+    GTEST_SKIP() << "one form only";
+#endif
+}
+
+}  // namespace
