@@ -60,19 +60,19 @@ void stretch_bytes(const u8* src, const bilinear_axis& columns, int dst_w, int c
     }
 }
 
-// The same from a row of floats, the samples and what is added to each on the way to the next
-// pixel. Pixels of three are taken in groups of four, which is one vector: one sample more is read
-// and one more written than there are.
+// The same from samples that are floats already; `to_next` samples lie between neighbours. Pixels
+// of three are taken in groups of four, which is one vector: one sample more is read and one more
+// written than there are.
 template <int C>
-void stretch_floats(const float* samples, const float* steps, const bilinear_axis& columns,
-                    int dst_w, float* out) {
+void stretch_floats(const float* samples, int to_next, const bilinear_axis& columns, int dst_w,
+                    float* out) {
     constexpr int lanes = C == 3 ? 4 : C;
     const int* const left = columns.left.get();
     const float* const frac = columns.frac.get();
     for (int x = 0; x < dst_w; ++x, out += C) {
-        const float *a = samples + left[x], *to_b = steps + left[x];
+        const float *a = samples + left[x], *b = a + to_next;
         float group[lanes];
-        for (int c = 0; c < lanes; ++c) group[c] = frac[x] * to_b[c] + a[c];
+        for (int c = 0; c < lanes; ++c) group[c] = frac[x] * (b[c] - a[c]) + a[c];
         std::memcpy(out, group, sizeof group);
     }
 }
@@ -87,12 +87,11 @@ class row_stretcher {
         : columns_(columns),
           dst_w_(dst_w),
           channels_(channels),
-          used_(std::ptrdiff_t(columns.left[std::size_t(dst_w) - 1]) + channels) {
+          used_(std::ptrdiff_t(columns.right[std::size_t(dst_w) - 1]) + channels) {
         const bool grouped = channels == 1 || channels == 3 || channels == 4;
-        if (!grouped || used_ / 2 > std::ptrdiff_t(dst_w) * channels) return;
+        if (!grouped || used_ / 5 > std::ptrdiff_t(dst_w) * channels) return;
         samples_ = make_scratch<float>(used_ + spare);
-        steps_ = make_scratch<float>(used_ + spare);
-        samples_[std::size_t(used_)] = steps_[std::size_t(used_)] = 0.0f;
+        samples_[std::size_t(used_)] = 0.0f;
     }
 
     // dst_w * channels floats.
@@ -103,21 +102,19 @@ class row_stretcher {
                                                   : stretch_bytes<0>;
             return stretch(src, columns_, dst_w_, channels_, out);
         }
-        float *const samples = samples_.get(), *const steps = steps_.get();
-        const int to_next = columns_.right[0] - columns_.left[0];
+        float* const samples = samples_.get();
         for (std::ptrdiff_t i = 0; i < used_; ++i) samples[i] = float(src[i]);
-        for (std::ptrdiff_t i = 0; i < used_; ++i) steps[i] = float(src[i + to_next] - src[i]);
         const auto stretch = channels_ == 1   ? stretch_floats<1>
                              : channels_ == 3 ? stretch_floats<3>
                                               : stretch_floats<4>;
-        stretch(samples, steps, columns_, dst_w_, out);
+        stretch(samples, columns_.right[0] - columns_.left[0], columns_, dst_w_, out);
     }
 
   private:
     const bilinear_axis& columns_;
     int dst_w_, channels_;
-    std::ptrdiff_t used_;             // samples of a row, up to the last left pixel's
-    scratch<float> samples_, steps_;  // null: bytes are taken as they are
+    std::ptrdiff_t used_;     // samples of a row that are looked at
+    scratch<float> samples_;  // null: bytes are taken as they are
 };
 
 // n samples with nothing between them.
