@@ -107,15 +107,23 @@ void compare_resizes(table& t, const tools::Scene& s) {
         [&] {
             cv::resize(view(s.photo), out, {small.width, small.height}, 0, 0, cv::INTER_NEAREST);
         });
-    t.row(
-        "bilinear, 3 channels, up by 4",
-        [&] {
-            ff::ipf_resize_bl(small.pixels.data(), small.width, small.height, small.stride(), 3,
-                              grown.pixels.data(), w, h, 3 * w, 3, 3);
-        },
-        [&] {
-            cv::resize(view(small), out, {w, h}, 0, 0, cv::INTER_LINEAR);
-        });
+    const auto bilinear = [&](const char* name, const Image& from, Image& to) {
+        t.row(
+            name,
+            [&] {
+                ff::ipf_resize_bl(from.pixels.data(), from.width, from.height, from.stride(),
+                                  from.channels, to.pixels.data(), to.width, to.height, to.stride(),
+                                  to.channels, to.channels);
+            },
+            [&] {
+                cv::resize(view(from), out, {to.width, to.height}, 0, 0, cv::INTER_LINEAR);
+            });
+    };
+    Image work_alpha(w / 4 + 1, h / 4 + 1, 1), alpha(w, h, 1),
+        three_quarters(3 * w / 4, 3 * h / 4, 3);
+    bilinear("bilinear, 3 channels, up by 4", small, grown);
+    bilinear("bilinear, 1 channel, up by 4", work_alpha, alpha);
+    bilinear("bilinear, 3 channels, down to 3/4", s.photo, three_quarters);
 }
 
 void compare_filters(table& t, const tools::Scene& s) {
@@ -198,6 +206,10 @@ void compare_flips(table& t, const tools::Scene& s) {
         "flip left to right",
         [&] { ff::ipf_flip_horz(padded.data(), w, h, 3 * w, 3, out_image.pixels.data(), 3 * w); },
         [&] { cv::flip(view(s.photo), out, 1); });
+    out = view(s.photo).clone();
+    t.row(
+        "flip left to right, in place", [&] { ff::ipf_flip_horz(padded.data(), w, h, 3 * w, 3); },
+        [&] { cv::flip(out, out, 1); });
 }
 
 }  // namespace
