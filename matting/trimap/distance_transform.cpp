@@ -2,12 +2,15 @@
 // precision with the squares of positions formed as integers. Columns are gathered and scattered in
 // blocks, so that memory is walked along rows. Linear in the number of cells.
 //
-// The columns of a grid of sources (0) and infinite cells alone need no envelope: up to 4096 rows
-// all squares are exact in single precision, the envelope gives each cell its nearest source, and
-// an infinite value swallows any square. Two scans over whole rows find the same, vectorised.
+// The columns of a grid of sources (0) and infinite cells alone need no envelope in the first 4096
+// rows: all squares there are exact in single precision, the envelope gives each cell its nearest
+// source, and an infinite value swallows any square. Two scans over whole rows find the same,
+// vectorised. Further down squares are rounded, and a cell may be given a source that is not quite
+// the nearest one; columns go on by envelope there, from their last source in the scanned rows.
 #include "matting/trimap/distance_transform.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -29,11 +32,11 @@ class envelope {
         : vertex_(ff::make_scratch<int>(n)),
           bound_(ff::make_scratch<float>(std::ptrdiff_t(n) + 1)) {}
 
-    // out[q] = min over p of f[p] + (q - p)^2; out must not be f.
-    void transform(const float* f, int n, float* out) {
-        build(f, n);
+    // out[q] = min over p of f[p] + (q - p)^2 for p and q from first to n - 1; out must not be f.
+    void transform(const float* f, int first, int n, float* out) {
+        build(f, first, n);
         int k = 0;
-        for (int q = 0; q < n; ++q) {
+        for (int q = first; q < n; ++q) {
             while (bound_[std::size_t(k) + 1] < float(q)) ++k;
             const int p = vertex_[std::size_t(k)];
             out[q] = f[p] + float(square(q - p));
@@ -50,14 +53,14 @@ class envelope {
     }
 
     // Vertices of the envelope from left to right; parabola k is lowest from bound k to k + 1.
-    void build(const float* f, int n) {
+    void build(const float* f, int first, int n) {
         int* v = vertex_.get();
         float* z = bound_.get();
         int k = 0;
-        v[0] = 0;
+        v[0] = first;
         z[0] = -infinite;
         z[1] = infinite;
-        for (int q = 1; q < n; ++q) {
+        for (int q = first + 1; q < n; ++q) {
             float s = crossing(f, v[k], q);
             // The first vertex gives way only to values beyond the infinite ones.
             while (s <= z[k] && k > 0) s = crossing(f, v[--k], q);
@@ -76,22 +79,43 @@ class envelope {
 // Columns that are transformed together: one cache line of floats.
 constexpr int block_width = 16;
 
-void transform_columns(float* grid, int w, int h, envelope& line) {
+// What a column holds in `scanned` rows: its last source there and nothing but infinite cells below
+// it. `last` is its value in the last of these rows after the scan. Returns the source's row, or 0
+// where there is none.
+int restore_column(float last, int scanned, float* column) {
+    const int source = last < infinite ? scanned - 1 - int(std::sqrt(last)) : 0;
+    std::fill(column + source, column + scanned, infinite);
+    if (last < infinite) column[source] = 0.0f;
+    return source;
+}
+
+// By envelope. The first `scanned` rows, at most exact_rows, are done already, but for what the
+// rows below them change. That is nothing above a column's last source p among them. Let a source q
+// = p + D follow. With p < 2^12, the roundings of q^2, of the difference and of the quotient move
+// the crossing (p + q) / 2 by less than 1 / (2D) + 2^-10 + D / 2^22: it stays right of p - 1/2,
+// where p begins to be lowest at the latest. So p stays on the envelope, and so does what is left
+// of it.
+void transform_columns(float* grid, int w, int h, int scanned, envelope& line) {
     const auto in = ff::make_scratch<float>(h, block_width);
     const auto out = ff::make_scratch<float>(h);
     for (int x = 0; x < w; x += block_width) {
         const int n = std::min(block_width, w - x);
-        for (int y = 0; y < h; ++y) {
+        for (int y = scanned; y < h; ++y) {
             const float* row = grid + std::ptrdiff_t(y) * w + x;
             for (int i = 0; i < n; ++i)
                 in[std::size_t(i) * std::size_t(h) + std::size_t(y)] = row[i];
         }
         for (int i = 0; i < n; ++i) {
             float* column = in.get() + std::ptrdiff_t(i) * h;
-            line.transform(column, h, out.get());
-            std::copy(out.get(), out.get() + h, column);
+            float* const top = grid + x + i;
+            const int first =
+                scanned > 0 ? restore_column(top[std::ptrdiff_t(scanned - 1) * w], scanned, column)
+                            : 0;
+            line.transform(column, first, h, out.get());
+            for (int y = first; y < scanned; ++y) top[std::ptrdiff_t(y) * w] = out[std::size_t(y)];
+            std::copy(out.get() + scanned, out.get() + h, column + scanned);
         }
-        for (int y = 0; y < h; ++y) {
+        for (int y = scanned; y < h; ++y) {
             float* row = grid + std::ptrdiff_t(y) * w + x;
             for (int i = 0; i < n; ++i)
                 row[i] = in[std::size_t(i) * std::size_t(h) + std::size_t(y)];
@@ -128,7 +152,7 @@ void scan_columns(float* grid, int w, int h) {
 void transform_rows(float* grid, int w, int h, envelope& line) {
     const auto out = ff::make_scratch<float>(w);
     for (int y = 0; y < h; ++y, grid += w) {
-        line.transform(grid, w, out.get());
+        line.transform(grid, 0, w, out.get());
         std::copy(out.get(), out.get() + w, grid);
     }
 }
@@ -137,17 +161,16 @@ void transform_rows(float* grid, int w, int h, envelope& line) {
 
 float* DistanceTransform1D(float* f, int n) {
     auto out = ff::make_scratch<float>(std::max(n, 0));
-    if (f && n > 0) envelope(n).transform(f, n, out.get());
+    if (f && n > 0) envelope(n).transform(f, 0, n, out.get());
     return out.release();
 }
 
 void DistanceTransform(float* grid, int w, int h) {
     if (!grid || w < 1 || h < 1) return;
     envelope line(std::max(w, h));
-    if (h <= exact_rows && is_sources_only(grid, std::ptrdiff_t(w) * h))
-        scan_columns(grid, w, h);
-    else
-        transform_columns(grid, w, h, line);
+    const int scanned = is_sources_only(grid, std::ptrdiff_t(w) * h) ? std::min(h, exact_rows) : 0;
+    if (scanned > 0) scan_columns(grid, w, scanned);
+    if (scanned < h) transform_columns(grid, w, h, scanned, line);
     transform_rows(grid, w, h, line);
 }
 

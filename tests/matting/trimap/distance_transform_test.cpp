@@ -34,6 +34,20 @@ TEST(DistanceTransform, equals_brute_force_at_every_size) {
     EXPECT_EQ(Floats(input.get(), input.get() + 6), (Floats{0, 0, 0, 0, 1e20f, 1e20f}));
 }
 
+// Squares beyond 4096^2 are rounded, which shows in the result: columns count as lines all the
+// same.
+TEST(DistanceTransform, tall_columns_equal_their_own_transform) {
+    Random random(3);
+    for (const int h : {4096, 4097, 4300, 9000})
+        for (const int gap : {2, 30, 3000, 30000}) {
+            Floats grid(h);
+            for (float& f : grid) f = random.below(gap) ? 1e20f : 0;
+            const std::unique_ptr<float[]> line(DistanceTransform1D(grid.data(), h));
+            DistanceTransform(grid.data(), 1, h);
+            EXPECT_TRUE(std::equal(grid.begin(), grid.end(), line.get())) << h << ' ' << gap;
+        }
+}
+
 TEST(Seeds, high_contrast_becomes_unknown_and_nothing_else_is) {
     Random random(32);
     for (int radius : {0, 2, 5, -4, INT_MAX}) {
