@@ -22,16 +22,17 @@ using ff::scratch;
 
 constexpr double smallest_weight = 1e-10;
 
-// Adds the weights of the window whose upper left pixel is `corner`; they stand in the given lane.
-void add_window(const lane_weights& weights, int lane, int width, std::ptrdiff_t corner,
+// Adds the weights of the window whose upper left pixel is `corner`; they stand `plane` doubles
+// apart.
+void add_window(const double* weights, std::ptrdiff_t plane, int width, std::ptrdiff_t corner,
                 double* sums) {
     double* own[9];
     for (int i = 0; i < 9; ++i)
         own[i] = sums + (corner + std::ptrdiff_t(i / 3) * width + i % 3) * slot_count;
     for (int p = 0; p < pair_count; ++p) {
         const window_pair& pair = window_pairs[std::size_t(p)];
-        own[pair.i][pair.slot] += weights[p][lane];
-        own[pair.j][0] += weights[p][lane];
+        own[pair.i][pair.slot] += weights[p * plane];
+        own[pair.j][0] += weights[p * plane];
     }
 }
 
@@ -39,13 +40,15 @@ scratch<double> accumulate(const unsigned char* image, int width, int height, in
     const std::ptrdiff_t pixels = std::ptrdiff_t(width) * height;
     auto sums = make_scratch<double>(pixels, slot_count);
     std::fill_n(sums.get(), pixels * slot_count, 0.0);
-    const colour_planes colours(image, width, height, stride);
-    lane_weights weights;
-    for (int y = 0; y < height - 2; ++y)
-        for (int x = 0; x < width - 2; ++x) {
-            if (x % window_lanes == 0) pair_weights(colours, x, y, weights);
-            add_window(weights, x % window_lanes, width, std::ptrdiff_t(y) * width + x, sums.get());
-        }
+    colour_rows colours(image, width, height, stride);
+    const std::ptrdiff_t plane = std::ptrdiff_t(width) + window_lanes;
+    const auto weights = make_scratch<double>(pair_count, plane);
+    for (int y = 0; y < height - 2; ++y) {
+        colours.advance(y);
+        pair_weights(colours, 0, y, width - 2, weights.get(), plane);
+        for (int x = 0; x < width - 2; ++x)
+            add_window(weights.get() + x, plane, width, std::ptrdiff_t(y) * width + x, sums.get());
+    }
     return sums;
 }
 

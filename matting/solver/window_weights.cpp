@@ -55,79 +55,174 @@ DSCM_KERNEL void invert(const symmetric& m, symmetric& inverse) {
     }
 }
 
-// Subtracts the means from the colours and gives the covariances with epsilon on their diagonal.
-DSCM_KERNEL void centre(const float* pb, const float* pg, const float* pr, std::ptrdiff_t stride,
-                        window_colours& c, symmetric& s) {
-    for (int l = 0; l < lanes; ++l) {
-        double mb = 0.0, mg = 0.0, mr = 0.0;
-        double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
-        for (int k = 0; k < window_size; ++k) {
-            const std::ptrdiff_t at = k / 3 * stride + k % 3 + l;
-            const float b = pb[at], g = pg[at], r = pr[at];
-            c.b[k][l] = double(b), c.g[k][l] = double(g), c.r[k][l] = double(r);
-            mb += double(b), mg += double(g), mr += double(r);
-            xx += double(b * b), xy += double(b * g), xz += double(b * r);
-            yy += double(g * g), yz += double(g * r), zz += double(r * r);
-        }
-        mb /= 9.0, mg /= 9.0, mr /= 9.0;
-        s.xx[l] = xx / 9.0 - mb * mb + epsilon, s.xy[l] = xy / 9.0 - mb * mg;
-        s.xz[l] = xz / 9.0 - mb * mr, s.yy[l] = yy / 9.0 - mg * mg + epsilon;
-        s.yz[l] = yz / 9.0 - mg * mr, s.zz[l] = zz / 9.0 - mr * mr + epsilon;
-        for (int k = 0; k < window_size; ++k) c.b[k][l] -= mb, c.g[k][l] -= mg, c.r[k][l] -= mr;
-    }
+// The quotient v / 9, rounded once, without the division, for any v whose result is not tiny. q =
+// fl(v r) is off by less than two units in the last place, hence 8q and v lie within a factor of 2
+// of each other, v - 8q and q as well, and both differences are exact: e = v - 9q. What is rounded
+// at the end, q + e r, is v / 9 but for an error of 2^-52 e / 9, less than 2^-50 units of q's last
+// place. v / 9 itself stays at least 1/18 of such a unit away from the middle between two doubles:
+// nine times a middle is an odd number of more than 53 bits, so v is not one, and v - 9m is a
+// multiple of half the unit.
+DSCM_KERNEL double ninth(double v) {
+    constexpr double r = 1.0 / 9.0;
+    const double q = v * r;
+    return q + ((v - 8.0 * q) - q) * r;
 }
 
-DSCM_KERNEL void weigh(const float* b, const float* g, const float* r, std::ptrdiff_t stride,
-                       lane_weights& weights) {
+// The colours of a strip of columns three rows high, and the sums over each column of the colours
+// and of their products. The colours and products are multiples of 2^-32 and 2^-40 below 2: double
+// sums of nine are exact, in whatever order.
+struct strip {
+    static constexpr int columns = 8 * 9;
+    static constexpr int windows = 8 * 8;  // two columns more are needed
+    double colour[3][3][columns];          // row, channel
+    double sum[3][columns];
+    double product[6][columns];  // bb, bg, br, gg, gr, rr
+};
+
+// n: a multiple of 8.
+DSCM_KERNEL void fill_strip(const float* const* rows, std::ptrdiff_t channel, int n, strip& s) {
+    for (int y = 0; y < 3; ++y)
+        for (int c = 0; c < 3; ++c) {
+            const float* from = rows[y] + c * channel;
+            for (int x = 0; x < n; ++x) s.colour[y][c][x] = double(from[x]);
+        }
+    for (int c = 0; c < 3; ++c)
+        for (int x = 0; x < n; ++x)
+            s.sum[c][x] = s.colour[0][c][x] + s.colour[1][c][x] + s.colour[2][c][x];
+    for (int c = 0, p = 0; c < 3; ++c)
+        for (int d = c; d < 3; ++d, ++p) {
+            const float *c0 = rows[0] + c * channel, *d0 = rows[0] + d * channel;
+            const float *c1 = rows[1] + c * channel, *d1 = rows[1] + d * channel;
+            const float *c2 = rows[2] + c * channel, *d2 = rows[2] + d * channel;
+            for (int x = 0; x < n; ++x)
+                s.product[p][x] =
+                    double(c0[x] * d0[x]) + double(c1[x] * d1[x]) + double(c2[x] * d2[x]);
+        }
+}
+
+// The ninth of the sum over three columns.
+DSCM_KERNEL double mean(const double* columns) {
+    return ninth(columns[0] + columns[1] + columns[2]);
+}
+
+// Colours less their means, and the covariances with epsilon on their diagonal, of the windows
+// whose left columns are x, x + 1, ...
+DSCM_KERNEL void centre(const strip& t, int x, window_colours& c, symmetric& s) {
+    lane mb, mg, mr;
+    for (int l = 0; l < lanes; ++l) {
+        mb[l] = mean(t.sum[0] + x + l);
+        mg[l] = mean(t.sum[1] + x + l);
+        mr[l] = mean(t.sum[2] + x + l);
+        s.xx[l] = mean(t.product[0] + x + l) - mb[l] * mb[l] + epsilon;
+        s.xy[l] = mean(t.product[1] + x + l) - mb[l] * mg[l];
+        s.xz[l] = mean(t.product[2] + x + l) - mb[l] * mr[l];
+        s.yy[l] = mean(t.product[3] + x + l) - mg[l] * mg[l] + epsilon;
+        s.yz[l] = mean(t.product[4] + x + l) - mg[l] * mr[l];
+        s.zz[l] = mean(t.product[5] + x + l) - mr[l] * mr[l] + epsilon;
+    }
+    for (int row = 0, k = 0; row < 3; ++row)
+        for (int column = 0; column < 3; ++column, ++k) {
+            const double* b = t.colour[row][0] + x + column;
+            const double* g = t.colour[row][1] + x + column;
+            const double* r = t.colour[row][2] + x + column;
+            for (int l = 0; l < lanes; ++l) {
+                c.b[k][l] = b[l] - mb[l];
+                c.g[k][l] = g[l] - mg[l];
+                c.r[k][l] = r[l] - mr[l];
+            }
+        }
+}
+
+DSCM_KERNEL void weigh_lanes(const strip& t, int x, double* weights, std::ptrdiff_t plane) {
     window_colours c, v;  // v: S^-1 (I_j - mu)
     symmetric s, q;
-    centre(b, g, r, stride, c, s);
+    centre(t, x, c, s);
     invert(s, q);
-    for (int k = 0; k < window_size; ++k)
+    for (int k = 1; k < window_size; ++k)
         for (int l = 0; l < lanes; ++l) {
             v.b[k][l] = q.xx[l] * c.b[k][l] + q.xy[l] * c.g[k][l] + q.xz[l] * c.r[k][l];
             v.g[k][l] = q.xy[l] * c.b[k][l] + q.yy[l] * c.g[k][l] + q.yz[l] * c.r[k][l];
             v.r[k][l] = q.xz[l] * c.b[k][l] + q.yz[l] * c.g[k][l] + q.zz[l] * c.r[k][l];
         }
-    int p = 0;
     for (int i = 0; i < window_size; ++i)
-        for (int j = i + 1; j < window_size; ++j, ++p)
+        for (int j = i + 1; j < window_size; ++j, weights += plane)
             for (int l = 0; l < lanes; ++l)
-                weights[p][l] = (1.0 + (c.b[i][l] * v.b[j][l] + c.g[i][l] * v.g[j][l] +
-                                        c.r[i][l] * v.r[j][l])) /
-                                9.0;
+                weights[l] = ninth(
+                    1.0 + (c.b[i][l] * v.b[j][l] + c.g[i][l] * v.g[j][l] + c.r[i][l] * v.r[j][l]));
+}
+
+// n: at most strip::windows.
+DSCM_KERNEL void weigh(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
+                       std::ptrdiff_t plane) {
+    strip s;
+    fill_strip(rows, channel, ((n + lanes - 1) / lanes * lanes + 2 + 7) / 8 * 8, s);
+    for (int x = 0; x < n; x += lanes) weigh_lanes(s, x, weights + x, plane);
 }
 
 #ifdef DSCM_HAS_AVX2
-DSCM_AVX2 void weigh_avx2(const float* b, const float* g, const float* r, std::ptrdiff_t stride,
-                          lane_weights& weights) {
-    weigh(b, g, r, stride, weights);
+DSCM_AVX2 void weigh_avx2(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
+                          std::ptrdiff_t plane) {
+    weigh(rows, channel, n, weights, plane);
 }
 #endif
+
+DSCM_KERNEL void convert(const unsigned char* pixels, int n, float* b, std::ptrdiff_t channel) {
+    float* const g = b + channel;
+    float* const r = g + channel;
+    for (int x = 0; x < n; ++x) {
+        b[x] = float(pixels[3 * std::ptrdiff_t(x)]) * 0.003921569f;
+        g[x] = float(pixels[3 * std::ptrdiff_t(x) + 1]) * 0.003921569f;
+        r[x] = float(pixels[3 * std::ptrdiff_t(x) + 2]) * 0.003921569f;
+    }
+}
+
+#ifdef DSCM_HAS_AVX2
+DSCM_AVX2 void convert_avx2(const unsigned char* pixels, int n, float* b, std::ptrdiff_t channel) {
+    convert(pixels, n, b, channel);
+}
+#endif
+
+void convert_any(const unsigned char* pixels, int n, float* b, std::ptrdiff_t channel) {
+#ifdef DSCM_HAS_AVX2
+    if (ff::cpu_has_avx2()) return convert_avx2(pixels, n, b, channel);
+#endif
+    convert(pixels, n, b, channel);
+}
 
 }  // namespace
 
 const pair_table window_pairs = all_pairs();
 
-void pair_weights(const colour_planes& colours, int x, int y, lane_weights& weights) {
-    const float* b = colours.at(0, x, y);
-    const float* g = colours.at(1, x, y);
-    const float* r = colours.at(2, x, y);
+void pair_weights(const colour_rows& colours, int x, int y, int n, double* weights,
+                  std::ptrdiff_t plane) {
+    for (int done = 0; done < n; done += strip::windows) {
+        const float* rows[3];
+        for (int i = 0; i < 3; ++i) rows[i] = colours.row(x + done, y + i);
+        const int count = std::min(n - done, strip::windows);
 #ifdef DSCM_HAS_AVX2
-    if (ff::cpu_has_avx2()) return weigh_avx2(b, g, r, colours.stride(), weights);
+        if (ff::cpu_has_avx2()) {
+            weigh_avx2(rows, colours.channel(), count, weights + done, plane);
+            continue;
+        }
 #endif
-    weigh(b, g, r, colours.stride(), weights);
+        weigh(rows, colours.channel(), count, weights + done, plane);
+    }
 }
 
-colour_planes::colour_planes(const unsigned char* image, int w, int h, int stride)
-    : w_(w), h_(h), values_(ff::make_scratch<float>(3 * w_ * h_ + window_lanes)) {
-    float* planes[3];
-    for (int c = 0; c < 3; ++c) planes[c] = values_.get() + c * w_ * h_;
-    std::fill_n(planes[2] + w_ * h_, window_lanes, 0.0f);
-    for (int y = 0; y < h; ++y, image += stride)
-        for (int x = 0; x < w; ++x)
-            for (int c = 0; c < 3; ++c)
-                *planes[c]++ = float(image[3 * std::ptrdiff_t(x) + c]) * 0.003921569f;
+colour_rows::colour_rows(const unsigned char* image, int w, int h, int stride)
+    : image_(image),
+      w_(w),
+      h_(h),
+      stride_(stride),
+      channel_(std::ptrdiff_t(margin) + w + 16),
+      rows_(ff::make_scratch<float>(9, channel_)) {
+    std::fill_n(rows_.get(), 9 * channel_, 0.0f);
+}
+
+void colour_rows::advance(int y) {
+    for (next_ = std::max(next_, y); next_ < std::min(y + 3, h_); ++next_)
+        convert_any(image_ + next_ * stride_, w_, rows_.get() + next_ % 3 * 3 * channel_ + margin,
+                    channel_);
 }
 
 }  // namespace matting

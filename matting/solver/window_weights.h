@@ -24,29 +24,38 @@ struct window_pair {
 using pair_table = std::array<window_pair, pair_count>;
 extern const pair_table window_pairs;
 
-// The colours of a w x h part of a B,G,R picture, 0..1 in single precision, one plane a channel.
-class colour_planes {
-  public:
-    // image: bytes, `stride` of them a row; each byte times 1/255.
-    colour_planes(const unsigned char* image, int w, int h, int stride);
-
-    const float* at(int channel, int x, int y) const {
-        return values_.get() + (std::ptrdiff_t(channel) * h_ + y) * w_ + x;
-    }
-    std::ptrdiff_t stride() const { return w_; }  // floats
-
-  private:
-    std::ptrdiff_t w_, h_;
-    ff::scratch<float> values_;  // window_lanes more than the planes hold
-};
-
 // Windows are weighed so many at a time, side by side.
 constexpr int window_lanes = 4;
-using lane_weights = double[pair_count][window_lanes];
 
-// Weights of the 36 pairs of the windows whose upper left pixels are (x, y), (x + 1, y), ... With
-// mu and S a window's mean colour and covariance (plus 1e-4 on its diagonal), weight(i, j) = (1 +
-// (I_i - mu)^T S^-1 (I_j - mu)) / 9. Lanes beyond the picture's right border hold nothing of use.
-void pair_weights(const colour_planes& colours, int x, int y, lane_weights& weights);
+// The rows of a B,G,R picture as colours 0..1 in single precision, one row a channel, three rows of
+// the picture at a time. A row reads 0 for two pixels before its first and 16 after its last one.
+class colour_rows {
+  public:
+    // image: w x h pixels, `stride` bytes a row, alive as long as this.
+    colour_rows(const unsigned char* image, int w, int h, int stride);
+
+    // Makes the rows y, y + 1 and y + 2 those of `row`. y must not fall from call to call.
+    void advance(int y);
+    // Blue of pixel (x, y); green and red stand one and two times channel() floats behind it.
+    const float* row(int x, int y) const { return rows_.get() + y % 3 * 3 * channel_ + margin + x; }
+    std::ptrdiff_t channel() const { return channel_; }
+
+  private:
+    static constexpr int margin = 2;
+
+    const unsigned char* image_;
+    const int w_, h_;
+    const std::ptrdiff_t stride_, channel_;
+    int next_ = 0;  // the first row that was not converted
+    ff::scratch<float> rows_;
+};
+
+// Weights of the 36 pairs of the n windows whose upper left pixels are (x, y), (x + 1, y), ...,
+// with the rows y .. y + 2 current in `colours`; pair p of window l goes to weights[p * plane + l].
+// n is rounded up to a multiple of window_lanes. With mu and S a window's mean colour and
+// covariance (plus 1e-4 on its diagonal), weight(i, j) = (1 + (I_i - mu)^T S^-1 (I_j - mu)) / 9. x
+// may be -2 and x + n the picture's width: windows that reach beyond it give values of no use.
+void pair_weights(const colour_rows& colours, int x, int y, int n, double* weights,
+                  std::ptrdiff_t plane);
 
 }  // namespace matting

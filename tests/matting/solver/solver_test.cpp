@@ -137,6 +137,27 @@ TEST(Assembly, tiny_pictures_down_to_those_with_an_empty_mask) {
     EXPECT_TRUE(!d.values && !d.rhs && !d.col_ptr && !d.index_buffer && !d.unknown_flags);
 }
 
+// A window's weights do not depend on which windows are weighed beside it.
+TEST(Assembly, a_wider_mask_leaves_the_weights_of_what_it_covers) {
+    for (int w = 1; w <= 41; ++w) {
+        const int end = 9 + (w > 40 ? 150 : w);  // the last one spans several strips of windows
+        mat_data narrow, wide;
+        for (int more = 0; more < 5; ++more) {
+            Problem p(end + 5, 9, 4, 155,
+                      [&](int x, int y) { return x >= 9 - more && x < end && (y == 4 || y == 5); });
+            p.assemble(mat_data(), more ? wide : narrow);
+            if (!more) continue;
+            const Matrix a = dense(narrow), b = dense(wide);
+            for (int i = 0; i < narrow.n; ++i)
+                for (int j = 0; j < i; ++j)
+                    ASSERT_EQ(
+                        a[i][j],
+                        b[p.number[narrow.unknown_pixels[i]]][p.number[narrow.unknown_pixels[j]]])
+                        << w << ' ' << more;
+        }
+    }
+}
+
 TEST(Assembly, reused_columns_are_those_of_a_fresh_record) {
     Problem first(31, 27, 3, 90, disc(14, 12, 50)), repainted(31, 27, 99, 90, disc(14, 12, 50));
     Problem moved(31, 27, 3, 90, disc(17, 9, 60)), small(9, 8, 3, 90, disc(7, 7, 16));
