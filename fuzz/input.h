@@ -1,8 +1,8 @@
 // What a harness is made of: numbers and rasters drawn from the fuzzer's input.
 //
-// An input that has run out goes on with zeros, so that every file is a valid one. What a kept input
-// stands for depends on the order of drawing; since the order of arguments is the compiler's, at
-// most one of a call may be drawn.
+// An input that has run out goes on with zeros, so that every file is a valid one. What a kept
+// input stands for depends on the order of drawing; since the order of arguments is the compiler's,
+// at most one of a call may be drawn.
 #pragma once
 
 #include <algorithm>

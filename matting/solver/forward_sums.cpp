@@ -17,7 +17,7 @@ namespace {
 constexpr int lanes = window_lanes;
 constexpr int begun_below = 2;    // slots that have weights after the first row of windows: dy = 0
 constexpr int begun_current = 7;  // after the second: dy = 0 and 1
-constexpr int margin = 2;         // positions before a row's first pixel
+constexpr std::ptrdiff_t margin = 2;  // positions before a row's first pixel
 
 // Place of the pair (i, j) in window_pairs.
 constexpr int pair_number(int i, int j) { return i * (17 - i) / 2 + j - i - 1; }
@@ -97,7 +97,7 @@ void gather_any(const double* weights, std::ptrdiff_t plane, int n, double* begu
 // Room for a margin on either side, and an odd number of cache lines: the same place in
 // neighbouring planes must not fall into the same set of the cache.
 std::ptrdiff_t plane_size(int w) {
-    return (std::ptrdiff_t(w) + margin + 2 * lanes + 7) / 8 * 8 | 8;
+    return (w + margin + std::ptrdiff_t(2) * lanes + 7) / 8 * 8 | 8;
 }
 
 }  // namespace

@@ -194,6 +194,7 @@ void assembly::number_unknowns(const u8* mask, int mask_stride) {
             const u8* to_solve = mask + std::ptrdiff_t(area_.y0 + y) * mask_stride + area_.x0;
             for (int x = x0; x < x1; ++x, ++k) {
                 map[std::ptrdiff_t(y) * stride + x] = k;
+                // As many as were counted. NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
                 unknown_pixels[std::size_t(k)] = (area_.y0 + y) * width_ + area_.x0 + x;
                 flags[std::size_t(k)] = !to_solve[x];
             }

@@ -22,7 +22,7 @@ constexpr int slot_of(int i, int j) {
     return 0;
 }
 
-constexpr pair_table all_pairs() {
+constexpr pair_table all_pairs() noexcept {
     pair_table table{};
     int p = 0;
     for (int i = 0; i < window_size; ++i)
@@ -221,7 +221,7 @@ colour_rows::colour_rows(const unsigned char* image, int w, int h, int stride)
 
 void colour_rows::advance(int y) {
     for (next_ = std::max(next_, y); next_ < std::min(y + 3, h_); ++next_)
-        convert_any(image_ + next_ * stride_, w_, rows_.get() + next_ % 3 * 3 * channel_ + margin,
+        convert_any(image_ + next_ * stride_, w_, rows_.get() + next_ % 3 * (3 * channel_) + margin,
                     channel_);
 }
 

@@ -37,7 +37,9 @@ class colour_rows {
     // Makes the rows y, y + 1 and y + 2 those of `row`. y must not fall from call to call.
     void advance(int y);
     // Blue of pixel (x, y); green and red stand one and two times channel() floats behind it.
-    const float* row(int x, int y) const { return rows_.get() + y % 3 * 3 * channel_ + margin + x; }
+    const float* row(int x, int y) const {
+        return rows_.get() + y % 3 * (3 * channel_) + margin + x;
+    }
     std::ptrdiff_t channel() const { return channel_; }
 
   private:
