@@ -146,7 +146,7 @@ TEST_F(MatteProgram, cut_out_and_composite_show_nothing_of_the_old_background) {
     // their mean.
     draw("wide.png", 4 * 3 * width, 3 * height, 3,
          [](int x, int, int c) { return c == 2 && x / (4 * width) == 1 && x % 2 ? 255 : 0; });
-    EXPECT_EQ(run("photo.png " + composite + "wide.png").err, "");
+    EXPECT_EQ(run("photo.png -f " + composite + "wide.png").err, "");
     EXPECT_FALSE(std::filesystem::exists(path("photo-matte.png"))) << "not asked for";
     const Image covered = read_colour(path("c.png"));
     for (const int y : {0, height - 1})
