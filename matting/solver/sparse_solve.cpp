@@ -185,9 +185,9 @@ full_matrix expand(const double* values, const int* row_ind, const int* half_ptr
     m.col_ptr = make_scratch<int>(std::ptrdiff_t(n) + 1);
     const std::int64_t total = count_columns(row_ind, half_ptr, n, m.col_ptr.get());
     if (total > INT_MAX) throw std::bad_alloc();
-    m.nnz = int(total);
-    m.row_ind = make_scratch<int>(total);
-    m.values = make_scratch<double>(total);
+    m.nnz = int(total);  // n at least: an entry on every diagonal
+    m.row_ind = make_scratch<int>(std::max(m.nnz, n));
+    m.values = make_scratch<double>(std::max(m.nnz, n));
 
     const auto next = make_scratch<int>(n);  // where the next entry of each column goes
     for (int j = 0; j < n; ++j) {
@@ -232,7 +232,7 @@ full_matrix with_diagonal(const double* values, const int* row_ind, const int* c
     for (int j = 0; j < n; ++j) {
         m.col_ptr[std::size_t(j)] = m.nnz;
         for (int p = col_ptr[j]; p < col_ptr[j + 1]; ++p)
-            append(row_ind[p], values[p] + (row_ind[p] == j ? extra_diagonal : 0.0));
+            append(row_ind[p], row_ind[p] == j ? values[p] + extra_diagonal : values[p]);
         if (!has_diagonal(row_ind, col_ptr, j, 0)) append(j, extra_diagonal);
     }
     m.col_ptr[std::size_t(n)] = m.nnz;
