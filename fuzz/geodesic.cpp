@@ -33,7 +33,8 @@ void resample(Input& in, const Bytes& img, const Bytes& mask, const Bytes& dst) 
     const Raster<int> index(in, img.w, img.h, 2), nearest(in, img.w, img.h);
     const Raster<short> weights(in, img.w, img.h);
     const u8 label = in.byte();
-    for (int y = 0; y < img.h; ++y) std::fill_n(index + y * index.step, 2 * img.w, -1);
+    for (int i = 0; i < 2 * img.w * img.h; ++i)
+        index[i / (2 * img.w) * index.step + i % (2 * img.w)] = -1;
     dsam_image(SIZED(img), SIZED(lo), 3);
     dsam_image(SIZED(mask), SIZED(lo_alpha), 1);
     usam_calc_weights_8u_c3(SIZED(img), ROWS(mask), SIZED(lo), ROWS(index), ROWS(weights), mode);
