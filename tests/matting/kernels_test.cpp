@@ -7,7 +7,7 @@
 #include "ff/multiversion.h"
 #include "ff/raster.h"
 #include "matting/sampling/usam.h"
-#include "matting/solver/window_weights.h"
+#include "matting/solver/forward_sums.h"
 #include "tests/support/digest.h"
 #include "tests/support/guarded_raster.h"
 
@@ -43,14 +43,13 @@ struct Results {
         ff::ipf_distance_transform_2d(field, labels, n, h, n, 2, distances, n, nullptr, 0);
         ff::ipf_release_distance_field(field);
         note("distances", ints);
-        const matting::colour_planes planes(src, w, h, src.stride);
-        GuardedRaster<double> window(matting::pair_count, matting::window_lanes, 0);
-        for (int x = 0; x + 2 < w; ++x) {
-            matting::lane_weights weights;
-            matting::pair_weights(planes, x, x % (h - 2), weights);
-            // Lanes beyond the border hold nothing of use.
-            window.each([&](int i, int l) { window(i, l) = x + l + 2 < w ? weights[i][l] : 0; });
-            note("window weights", window);
+        matting::forward_sums sums(src, w, h, src.stride);
+        const Bytes windows(w, 1, 1);
+        GuardedRaster<double> gathered(matting::forward_count, w, 0);
+        for (int y = -1; y <= h; ++y) {
+            sums.add_windows(y, windows, 0, w);
+            gathered.each([&](int s, int x) { gathered(s, x) = sums.row(s)[x]; });
+            note("sums of window weights", gathered);
         }
         Bytes small(12, 3, 0, noise(random));
         GuardedRaster<short> weights(w, h, 0);
