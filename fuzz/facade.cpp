@@ -17,7 +17,7 @@ class Session {
         const u8* photo = img.or_null(in_);
         const bool has_seg = in_.byte() % 4 != 0;
         if (in_.rarely()) matting_ = std::make_unique<DSCMatting>(), w_ = h_ = 0;
-        if (photo && w > 0 && h > 0) w_ = w, h_ = h;
+        if (photo && w > 0 && h > 0) w_ = w, h_ = h, has_trimap_ = has_seg;
         if (!has_seg) return matting_->Init(photo, w, h, img.step, max_size);
         const int max_band = in_.number(), step = in_.number(), min_band = in_.number();
         const u8 low = in_.byte(), high = in_.byte();
@@ -39,17 +39,20 @@ class Session {
         const int n = map.step, m = result.step;
         const int smooth = in_.number(), keep = in_.number(), band = in_.number();
         const double scale = in_.real();
-        bool writes = method == 2 && from;
+        const bool own_trimap = method == 3 || method == 4;
+        const bool possible = fits && to && (own_trimap ? has_trimap_ : from != nullptr);
+        bool answer = possible;
         if (method == 1) matting_->set_alpha(from, w, h, n);
         if (method == 2) matting_->Refine(from, w, h, n, to, m, smooth, keep);
-        if (method == 3) writes = matting_->Refine(to, w, h, m, smooth, keep);
-        if (method == 4) writes = matting_->MakeMatte(to, w, h, m, smooth, keep);
+        if (method == 3) answer = matting_->Refine(to, w, h, m, smooth, keep);
+        if (method == 4) answer = matting_->MakeMatte(to, w, h, m, smooth, keep);
         if (method == 5)
-            writes =
+            answer =
                 matting_->MakeMatteFromSegmRes(from, w, h, n, to, m, band, scale, smooth, keep);
         if (method == 6) matting_->SmoothBoundary(smooth, keep);
         if (method == 7) matting_->GetFImage(to ? +colours : to, colours.step, band);
-        require((writes && fits && to) || result.samples == before);
+        require(answer == possible);
+        require((possible && method > 1 && method < 6) || result.samples == before);
         matting_->GetAlpha(to, m);
         int stride = 0;
         const u8* alpha = matting_->GetAlpha(&stride);
@@ -69,6 +72,7 @@ class Session {
     Input& in_;
     std::unique_ptr<DSCMatting> matting_;
     int w_ = 0, h_ = 0;  // of the photograph, 0 before the first
+    bool has_trimap_ = false;
 };
 
 }  // namespace
