@@ -12,9 +12,15 @@ using Counted = CountedAllocations;
 // Sizes beyond this fail as they would on a phone, without asking the sanitizer's allocator.
 constexpr std::size_t largest = std::size_t(1) << 36;
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+extern "C" void* __real_malloc(std::size_t size);
+extern "C" void* __wrap_malloc(std::size_t size);
+
+void* __wrap_malloc(std::size_t size) {
     if (Counted::until_failure >= 0 && Counted::until_failure-- == 0) return nullptr;
-    void* const p = size < largest ? std::malloc(std::max(size, std::size_t(1))) : nullptr;
+    return size < largest ? __real_malloc(size) : nullptr;
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    void* const p = std::malloc(std::max(size, std::size_t(1)));
     Counted::live += p != nullptr;
     return p;
 }
