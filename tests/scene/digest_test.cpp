@@ -42,6 +42,9 @@ struct stages {
     Map trimap = Map(pixels);
 
     void run() {
+        for (const tools::Image* image :
+             {&scene.photo, &scene.alpha, &scene.foreground, &scene.mask, &scene.trimap})
+            note("scene", image->pixels);
         prepare_the_solve();
         run_toolkit();
         finish_the_matte();
@@ -88,7 +91,7 @@ struct stages {
     }
 
     void run_toolkit() {
-        Map bytes(pixels), up(12 * pixels), lab(3 * pixels), back = lab;
+        Map bytes(pixels), up(12 * pixels), converted(3 * pixels);
         std::vector<int> ints(pixels);
         ff::ipf_min_filter(alpha, w, h, w, 1, bytes.data(), w, 7, 1, nullptr);
         note("minimum", bytes);
@@ -100,9 +103,11 @@ struct stages {
         note("labels", ints);
         ff::ipf_resize_bl(photo, w, h, 3 * w, 3, up.data(), 2 * w, 2 * h, 6 * w, 3, 3);
         note("bilinear", up);
-        for (std::size_t i = 0; i < lab.size(); i += 3)
-            ff::ipf_bgr2lab(photo + i, &lab[i]), ff::ipf_lab2bgr(photo + i, &back[i]);
-        note("lab", lab), note("bgr", back);
+        for (const auto convert :
+             {ff::ipf_bgr2lab, ff::ipf_lab2bgr, ff::ipf_bgr2yuv, ff::ipf_yuv2bgr}) {
+            for (std::size_t i = 0; i < converted.size(); i += 3) convert(photo + i, &converted[i]);
+            note("colours", converted);
+        }
         std::vector<unsigned> far(pixels);
         ff::dist_field* field = ff::ipf_create_distance_field_2d(w, h, 5);
         ff::ipf_distance_transform_2d(field, alpha, w, h, w, 255, far.data(), w, nullptr, 0);

@@ -13,27 +13,7 @@ using tools::Image;
 
 constexpr int max_size = 512;
 
-double sad(const Image& a, const Image& b) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < a.pixels.size(); ++i) sum += std::abs(a.pixels[i] - b.pixels[i]);
-    return sum / 255.0 / 1000.0;
-}
-
 }  // namespace
-
-// The scene's border has unknowns that nothing determines.
-TEST(Road, undetermined_unknowns_on_the_border_do_not_spoil_the_matte) {
-    tools::SceneOptions options;
-    options.width = 2600;
-    options.height = 2000;
-    options.framing = tools::Framing::touching;
-    const tools::Scene s = tools::render_scene(options);
-    DSCMatting matting(s.photo.pixels.data(), 2600, 2000, 3 * 2600, s.mask.pixels.data(), 2600,
-                       max_size, 2, 1.0, 3, 5, 50, 1);
-    Image matte(2600, 2000, 1);
-    EXPECT_TRUE(matting.MakeMatte(matte.pixels.data(), 2600, 2000, 2600, 3, 0));
-    EXPECT_LT(sad(matte, s.alpha), 0.98 * sad(s.mask, s.alpha));
-}
 
 // Mean error of a colour against the subject's over mixed pixels, weighted by alpha.
 double colour_error(const Image& colour, const tools::Scene& s) {

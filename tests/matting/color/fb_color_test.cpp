@@ -129,42 +129,18 @@ TEST(FbColor, estimates_are_the_same_bytes_as_ever) {
     EXPECT_EQ(digest.value, 1522315032240952073u);
 }
 
-TEST(FbColor, known_smooth_colours_come_back_and_reproduce_the_picture) {
-    const int w = 160, h = 120;
-    const auto high_at = [](int x, int y) { return 200 - x / 18 - y / 8; };
-    const auto low_at = [](int x, int y) { return 30 + x / 20 + y / 12; };
-    Bytes alpha(w, h, 0, [](int x, int y) {
-        return std::clamp(int(128 + 8 * (45 - std::hypot(x - 80, y - 60))), 0, 255);
-    });
-    Bytes image(3 * w, h, 5, [&](int x, int y) {
-        const int a = alpha(x / 3, y);
-        return ((255 - a) * low_at(x, y) + a * high_at(x, y) + 127) / 255;
-    });
-    Bytes low(3 * w, h, 0), high(3 * w, h, 0);
-    mat_estimate_fb_color(image, w, h, image.stride, alpha, w, low, 3 * w, high, 3 * w, 1, 253);
-    // By the S table's weight the high side returns to the picture's own colour.
-    float weight[256];
-    _calc_S_func(weight, 1, 253, 1.0, 0.5);
-    double high_error = 0, low_error = 0, own_high_error = 0, own_low_error = 0;
-    image.each([&](int x, int y) {
-        const int a = alpha(x / 3, y), i = image(x, y), l = low(x, y), u = high(x, y);
-        if (a < 1 || a > 253) return;
-        EXPECT_LE(a < 40 ? std::abs(((255 - a) * l + a * u) / 255 - i) : 0, 10) << x << ' ' << y;
-        const float wanted = (1 - weight[a]) * float(i) + weight[a] * float(high_at(x, y));
-        high_error += double(float(a) * std::abs(float(u) - wanted));
-        own_high_error += a * std::abs(i - high_at(x, y));
-        low_error += (255 - a) * std::abs(l - low_at(x, y));
-        own_low_error += (255 - a) * std::abs(i - low_at(x, y));
-    });
-    EXPECT_LT(high_error, own_high_error / 10);
-    EXPECT_LT(low_error, own_low_error / 10);
-    estimate_fb_color_x(image, w, h, image.stride, alpha, w, image, image.stride, nullptr, 0, 1,
-                        253);
-    EXPECT_EQ(image.payload(), high.payload()) << "in place";
-    estimate_fb_color_x(nullptr, w, h, 3 * w, alpha, w, high, 3 * w, low, 3 * w, 1, 253);
-    estimate_fb_color_x(low, w, h, 3 * w, nullptr, w, high, 3 * w, low, 3 * w, 1, 253);
-    estimate_fb_color_x(low, w, -1, 3 * w, alpha, w, high, 3 * w, low, 3 * w, 1, 253);
-    EXPECT_EQ(image.payload(), high.payload()) << "what is missing writes nothing";
+TEST(FbColor, estimates_in_place_and_of_nothing) {
+    Picture p(1, 50, 40, [](Random& r, int x, int) { return 8 * x + r.below(9) - 70; });
+    Bytes high(150, 40, 0), image(150, 40, 5, [&](int x, int y) { return p.image(x, y); });
+    const auto estimate = [&](const u8* from, const u8* alpha, int h, u8* to, int stride) {
+        estimate_fb_color_x(from, 50, h, image.stride, alpha, p.alpha.stride, to, stride, nullptr,
+                            0, 1, 253);
+    };
+    estimate(image, p.alpha, 40, high, 150);
+    estimate(image, p.alpha, 40, image, image.stride);
+    estimate(nullptr, p.alpha, 40, high, 150), estimate(p.image, nullptr, 40, high, 150);
+    estimate(p.image, p.alpha, -1, high, 150);
+    EXPECT_EQ(image.payload(), high.payload());
 }
 
 TEST(FbColor, the_S_table_falls_from_one_to_nothing) {

@@ -12,7 +12,7 @@ using Distances = GuardedRaster<unsigned>;
 using Floats = GuardedRaster<float>;
 constexpr unsigned unreached = 100000000;
 
-TEST(Geodesic, distances_are_the_same_as_ever) {
+TEST(Geodesic, distances_and_shares_are_the_same_as_ever) {
     Random random(5);
     Digest digest;
     for (int n = 0; n < 80; ++n) {
@@ -31,8 +31,14 @@ TEST(Geodesic, distances_are_the_same_as_ever) {
         near.GetDist(seeds, seeds.stride, four, four.stride, label);
         wide.GetDist(seeds, seeds.stride, many, many.stride, label);
         digest.add(four.payload()), digest.add(many.payload());
+        Floats share(w, h, n % 2), wide_share(w, h, n % 4);
+        Bytes percent(w, h, 0);
+        near.GetProb(seeds, seeds.stride, share, share.stride);
+        wide.GetProb(seeds, seeds.stride, wide_share, wide_share.stride, n % 5, percent);
+        digest.add(share.payload()), digest.add(wide_share.payload()),
+            digest.add(percent.payload());
     }
-    EXPECT_EQ(digest.value, 18103823095486323055u);
+    EXPECT_EQ(digest.value, 10075089345042095574u);
 }
 
 // A flat picture with one seed of label 2 and a wall of label 1, two pixels thick, to its right.
@@ -40,7 +46,7 @@ struct Walled {
     Bytes img{36, 9, 2, [](int, int) { return 50; }};
     Bytes seeds{12, 9, 1, [](int x, int y) { return x == 3 && y == 4 ? 2 : x / 2 == 3; }};
     Distances dist{12, 9, 3};
-    Floats prob{12, 9, 2}, swapped{12, 9, 2};
+    Floats prob{12, 9, 2};
     Bytes map{12, 9, 0};
     GeoSeg four;
     GeoSegN24 many;
@@ -64,29 +70,6 @@ TEST(Geodesic, other_seeds_are_barriers_for_24_neighbours_only) {
         EXPECT_EQ(f.dist(x, y), x < 6 ? unsigned(steps) : unreached) << x << ',' << y;
         EXPECT_EQ(f.map(x, y), x < 6 ? 0 : 254) << "the largest distance is made odd";
     });
-}
-
-TEST(Geodesic, probabilities_of_swapped_labels_sum_to_one) {
-    Walled f;
-    Random random(7);
-    f.img.fill(noise(random));
-    f.set(f.img, 12, 9, 3, 0);
-    Bytes other(12, 9, 1, [&](int x, int y) { return (3 - f.seeds(x, y)) % 3; });
-    Bytes none(12, 9, 1, [](int, int) { return 0; });
-    for (bool many : {false, true}) {
-        const auto get = [&](const u8* seeds, float* prob) {
-            many ? f.many.GetProb(seeds, 13, prob, 14, 3, nullptr)
-                 : f.four.GetProb(seeds, 13, prob, 14);
-        };
-        get(f.seeds, f.prob), get(other, f.swapped);
-        f.prob.each([&](int x, int y) {
-            EXPECT_NEAR(f.prob(x, y) + f.swapped(x, y), 1.0f, 1e-6f);
-            const int seed = f.seeds(x, y);
-            EXPECT_TRUE(!seed || f.prob(x, y) == float(seed - 1)) << x << ',' << y;
-        });
-        get(none, f.prob);
-        EXPECT_EQ(f.prob.payload(), std::vector<float>(12 * 9, 0.5f));
-    }
 }
 
 TEST(Geodesic, nothing_is_written_without_an_image) {
