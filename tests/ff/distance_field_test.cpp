@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <tuple>
 
 #include "tests/support/digest.h"
 #include "tests/support/guarded_raster.h"
@@ -112,15 +113,12 @@ TEST(DistanceField, whatever_does_not_fit_writes_nothing) {
     Bytes labels(4, 4, 0, [](int, int) { return 1; });
     Distances dist(4, 4, 0);
     const Field flat(4, 4, 10), deep(4, 4, 1, 10), empty(0, 4, 10), wide(65536 + 4, 4, 10);
-    const auto run = [&](ff::dist_field* f, u8* from, int w, unsigned* to) {
+    const std::tuple<ff::dist_field*, u8*, int, unsigned*> table[] = {
+        {nullptr, labels, 4, dist}, {flat.f, nullptr, 4, dist}, {flat.f, labels, 4, nullptr},
+        {deep.f, labels, 4, dist},  {wide.f, labels, 4, dist},  {flat.f, labels, 3, dist},
+        {empty.f, labels, 0, dist}};
+    for (const auto& [f, from, w, to] : table)
         EXPECT_EQ(ff::ipf_distance_transform_2d(f, from, w, 4, 4, 1, to, 4, nullptr, 0), returned);
-    };
-    run(nullptr, labels, 4, dist);
-    run(flat.f, nullptr, 4, dist);
-    run(flat.f, labels, 4, nullptr);
-    for (const Field* f : {&deep, &wide}) run(f->f, labels, 4, dist);
-    run(flat.f, labels, 3, dist);
-    run(empty.f, labels, 0, dist);
     ff::ipf_distance_transform_3d(flat.f, labels, 4, 4, 1, 1, dist, nullptr);
     ff::ipf_distance_transform_3d(deep.f, labels, 4, 4, 2, 1, dist, nullptr);
     EXPECT_EQ(dist.payload(), std::vector<unsigned>(16, Distances::pattern));

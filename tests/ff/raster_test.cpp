@@ -41,14 +41,8 @@ TEST(Raster, flips_mirror_every_pixel_size_and_the_copying_one_is_shifted_by_a_p
     }
 }
 
-TEST(Raster, tables_hold_the_known_values) {
+TEST(Raster, offsets_of_neighbours) {
     std::vector<int> tab(8);
-    std::vector<float> frac(8);
-    ff::ipf_calc_resize_tab_nn(4, 8, tab.data(), 1);
-    EXPECT_EQ(tab, (std::vector<int>{0, 1, 1, 2, 2, 3, 3, 3}));
-    ff::ipf_calc_resize_tab_bl(4, 8, tab.data(), frac.data(), 3);
-    EXPECT_EQ(tab, (std::vector<int>{0, 0, 3, 3, 6, 6, 6, 6}));
-    EXPECT_EQ(frac, (std::vector<float>{0, 0.5, 0, 0.5, 0, 0.5, 1, 1}));
     ff::ipf_calc_nbr_offset(1, 1, 100, 1, tab.data(), true);
     EXPECT_EQ(tab, (std::vector<int>{-101, -100, -99, -1, 1, 99, 100, 101}));
 }

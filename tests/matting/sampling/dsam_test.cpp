@@ -40,15 +40,6 @@ TEST(Downsample, marks_go_to_the_closest_colour_and_the_last_one_wins) {
     EXPECT_EQ(map.payload(), (Map{10, 30, 11, 128}));
 }
 
-TEST(Downsample, the_four_pixels_around_are_truncated_positions) {
-    // All alike: the first of the four.
-    Bytes lo(15, 4, 2, [](int, int) { return 9; }), img(21, 6, 1, [](int, int) { return 9; });
-    Ints index(7, 6, 2);
-    dsam_calc_index(img, 7, 6, img.stride, lo, 5, 4, lo.stride, index, index.stride);
-    const int columns[] = {0, 0, 1, 2, 2, 3, 3}, rows[] = {0, 0, 1, 1, 2, 2};
-    index.each([&](int x, int y) { EXPECT_EQ(index(x, y), rows[y] * 5 + columns[x]); });
-}
-
 TEST(Downsample, sizes_too_small_and_unknown_channels_write_nothing) {
     Bytes src(12, 4, 0, [](int, int) { return 5; }), dst(12, 4, 0);
     Ints index(4, 4, 0);

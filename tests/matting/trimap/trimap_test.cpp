@@ -99,24 +99,11 @@ TEST(Trimap, band_is_the_union_of_the_boundary_pixels_squares) {
         const int low = n * 5 % 90;
         if (n % 10 == 0)  // the one difference there is equals both limits
             s.img.fill([&](int x, int y) { return 100 + low * (s.seg(x / 3, y) == 255); });
-        const Settings set{n % 11 - 1, n % 6 * 0.37, n % 4, low, n % 10 ? 60 + n : low, n % 5 - 1};
+        const Settings set{
+            n % 11 - 1, n % 6 < 5 ? n % 6 * 0.37 : HUGE_VAL, n % 4, low, n % 10 ? 60 + n : low,
+            n % 5 - 1};
         for (bool by_contrast : {false, true})
             ASSERT_EQ(s.made(set, by_contrast), s.squares(set, by_contrast)) << n;
-    }
-}
-
-TEST(Trimap, any_band_scale_and_step_ends_quickly) {
-    const double inf = std::numeric_limits<double>::infinity(), nan = inf - inf;
-    const double scales[] = {nan, inf, -inf, 1e30, -1e30, 1, -1, 0};
-    const int bands[] = {0, -1, 1000000, INT_MAX, INT_MIN};
-    for (int n = 0; n < 5 * 5 * 8; ++n) {
-        Scene s(33, 21, 1);
-        s.rectangle(8, 5, 20, 17, 255);
-        const Settings set{bands[n % 5], scales[n / 25],  bands[n % 4], n,
-                           255 - n,      bands[n / 5 % 5]};
-        const Map all(33 * 21, 128);
-        EXPECT_EQ(s.made(set, false) == all, set.max_band > 9 && set.scale > 9) << set.scale;
-        EXPECT_TRUE(s.made(set, true) == all || set.min_band < 9 || set.max_band < 9);
     }
 }
 
