@@ -25,8 +25,8 @@ struct scan_2d {
     struct neighbour {
         int dx, dy, weight;
     };
-    neighbour other[3];  // those in other rows
-    neighbour behind;    // the one in the row itself
+    neighbour other[3] = {};  // those in other rows
+    neighbour behind = {};    // the one in the row itself
 
     scan_2d(int index, const unsigned short* weights) {
         neighbour* next = other;

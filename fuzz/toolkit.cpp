@@ -32,8 +32,8 @@ void use_rasters(Input& in, int w, int h) {
     ff::fiuSwapChannels(SIZED(dst), c, a, b, d);
     ff::fiuCopyChannels(SIZED(src), c, ROWS(other), c, a, b, d);
     ff::fiuConvertRGBChannels(SIZED(src), c, ROWS(other), c);
-    if (c == 3) ff::fiuTransformPixel(SIZED(src), 3, ROWS(other), 3, ff::ipf_bgr2lab);
-    if (c == 3) ff::fiuTransformPixel(SIZED(src), 3, ROWS(other), 3, ff::ipf_lab2bgr);
+    for (const auto transform : {ff::ipf_bgr2lab, ff::ipf_lab2bgr})
+        if (c == 3) ff::fiuTransformPixel(SIZED(src), 3, ROWS(other), 3, transform);
 }
 
 void filter(Input& in, int w, int h) {
