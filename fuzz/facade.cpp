@@ -33,7 +33,7 @@ class Session {
         const int w = other_size ? in_.number() : w_, h = other_size ? in_.number() : h_;
         const bool fits = w_ > 0 && w == w_ && h == h_;
         const Raster<u8> map(in_, w_, h_), result(in_, w_, h_), colours(in_, w_, h_, 3);
-        const std::vector<u8> before = result.samples;
+        const std::vector<u8> before = result.samples, alpha_before = copied_alpha();
         const u8* from = map.or_null(in_);
         u8* to = result.or_null(in_);
         const int n = map.step, m = result.step;
@@ -52,6 +52,8 @@ class Session {
         if (method == 6) matting_->SmoothBoundary(smooth, keep);
         if (method == 7) matting_->GetFImage(to ? +colours : to, colours.step, band);
         require(answer == possible);
+        const bool changes = method == 1 ? fits && from : method == 6 || (possible && method < 6);
+        require(changes || copied_alpha() == alpha_before);
         require((possible && method > 1 && method < 6) || result.samples == before);
         matting_->GetAlpha(to, m);
         int stride = 0;
@@ -63,6 +65,11 @@ class Session {
     }
 
   private:
+    std::vector<u8> copied_alpha() const {
+        std::vector<u8> all(std::size_t(w_ * h_));
+        if (w_ > 0) matting_->GetAlpha(all.data(), w_);
+        return all;
+    }
     void look_at(const u8* rows, int row_bytes, int stride) const {
         volatile int sum = 0;
         for (int i = 0; rows && i < h_ * row_bytes; ++i)

@@ -11,8 +11,6 @@ namespace {
 
 using tools::Image;
 
-constexpr int max_size = 512;
-
 }  // namespace
 
 // Mean error of a colour against the subject's over mixed pixels, weighted by alpha.
@@ -29,16 +27,13 @@ double colour_error(const Image& colour, const tools::Scene& s) {
 }
 
 TEST(Road, both_estimates_come_closer_to_the_subjects_colour_than_the_photo) {
-    tools::SceneOptions options;
-    options.width = 450;
-    options.height = 600;
-    const tools::Scene s = tools::render_scene(options);
-    const int w = options.width, h = options.height;
+    const int w = 450, h = 600;
+    const tools::Scene s = tools::render_scene({w, h});
     Image high(w, h, 3), facade(w, h, 3), internal = s.alpha;
     mat_estimate_fb_color(s.photo.pixels.data(), w, h, 3 * w, s.alpha.pixels.data(), w, nullptr, 0,
                           high.pixels.data(), 3 * w, 1, 253);
     for (auto& byte : internal.pixels) byte = static_cast<unsigned char>(~byte);
-    DSCMatting matting(s.photo.pixels.data(), w, h, 3 * w, max_size);
+    DSCMatting matting(s.photo.pixels.data(), w, h, 3 * w, 512);
     matting.set_alpha(internal.pixels.data(), w, h, w);
     matting.GetFImage(facade.pixels.data(), 3 * w, 1);
     // The hair of a scene is of few colours, so that plain means, the facade's, come close as well.

@@ -8,22 +8,12 @@
 namespace {
 
 using tools::Framing;
-using tools::Image;
 using tools::render_scene;
 using tools::Scene;
 using tools::SceneOptions;
 
-SceneOptions sized(int width, int height, unsigned seed, Framing framing = Framing::centred) {
-    SceneOptions options;
-    options.width = width;
-    options.height = height;
-    options.seed = seed;
-    options.framing = framing;
-    return options;
-}
-
 TEST(Scene, photo_is_the_composition_of_its_parts_and_noise) {
-    SceneOptions options = sized(201, 263, 3);
+    SceneOptions options{201, 263, 3};
     const Scene noisy = render_scene(options);
     options.noise = 0;
     options.keep_background = true;
@@ -47,13 +37,13 @@ TEST(Scene, every_size_renders_and_sizes_out_of_range_throw) {
     const int sizes[][2] = {{1, 1}, {7, 5}, {33, 160}, {301, 2}, {1, 90}, {1300, 67}};
     for (const auto& [width, height] : sizes) {
         for (Framing framing : {Framing::centred, Framing::touching}) {
-            const Scene s = render_scene(sized(width, height, 1, framing));
+            const Scene s = render_scene({width, height, 1, framing});
             const std::size_t pixels = s.alpha.pixels.size();
             EXPECT_EQ(pixels, std::size_t(width * height));
             EXPECT_TRUE(s.photo.pixels.size() == 3 * pixels && s.trimap.pixels.size() == pixels);
         }
     }
-    SceneOptions wrong[] = {sized(0, 4, 1), sized(4, tools::max_scene_side + 1, 1), sized(4, 4, 1)};
+    SceneOptions wrong[] = {{0, 4, 1}, {4, tools::max_scene_side + 1, 1}, {4, 4, 1}};
     wrong[2].noise = -1;
     for (const SceneOptions& options : wrong)
         EXPECT_THROW(render_scene(options), std::invalid_argument);

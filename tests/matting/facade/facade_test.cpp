@@ -17,7 +17,8 @@ TEST(Facade, a_disc_comes_back_with_its_soft_edge) {
             worst = std::max(worst, error), sum += weight * error, soft += weight;
         }
         EXPECT_TRUE(worst <= worst_allowed && sum <= soft * mean_allowed) << worst << ' ' << sum;
-        m.Init(nullptr, 5, 5, 15, 100), m.set_alpha(d.img, w - 1, h, 3 * w);
+        m.Init(nullptr, 5, 5, 15, 100);
+        m.set_alpha(d.img, w - 1, h, 3 * w), m.set_alpha(d.img, w, h - 1, 3 * w);
         EXPECT_EQ(d.matte(m), matte) << "a second matte, and nothing refused has touched it";
         EXPECT_TRUE(m.Refine(d.out, w, h, w, 0, 0));
         EXPECT_EQ(inverted(d.out.payload()), matte);
