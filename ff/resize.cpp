@@ -66,7 +66,7 @@ void stretch_bytes(const u8* src, const bilinear_axis& columns, int dst_w, int c
 template <int C>
 void stretch_floats(const float* samples, int to_next, const bilinear_axis& columns, int dst_w,
                     float* out) {
-    constexpr int lanes = C == 3 ? 4 : C;
+    constexpr int lanes = C + (C == 3);
     const int* const left = columns.left.get();
     const float* const frac = columns.frac.get();
     for (int x = 0; x < dst_w; ++x, out += C) {
