@@ -1,7 +1,12 @@
-// Memory that runs out: each single allocation fails in turn. And a life long enough to leak.
+// Memory that runs out: each single allocation fails in turn, and children run under ever wider
+// limits of the address space. And a life long enough to leak.
 #include <malloc.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <climits>
+#include <fstream>
 #include <new>
 #include <set>
 
@@ -15,6 +20,14 @@ namespace {
 using Counted = CountedAllocations;
 
 long bytes_in_use() { return long(mallinfo2().uordblks + mallinfo2().hblkhd); }
+
+// To what the process has and `more` bytes.
+void limit_memory(rlim_t more) {
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlimit limit{pages * rlim_t(sysconf(_SC_PAGESIZE)) + more, RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &limit);
+}
 
 // A step of an object's life. Init starts from a fresh object, the others from one with a picture.
 struct Step {
@@ -56,6 +69,14 @@ struct Life {
     DSCMatting m;
 };
 
+// How many pixels that were known, and right, are so no longer.
+int spoilt(const Map& before, const Map& left, const Map& right) {
+    int count = 0;
+    for (std::size_t i = 0; i < std::min(left.size(), before.size()); ++i)
+        count += before[i] != 128 && before[i] == right[i] && left[i] != right[i];
+    return count;
+}
+
 // Each `new` of a step fails in turn, and each block of SuperLU's, with which the solve is given
 // up.
 TEST(Allocation, a_step_without_memory_throws_or_leaves_the_alpha) {
@@ -83,10 +104,7 @@ TEST(Allocation, a_step_without_memory_throws_or_leaves_the_alpha) {
             gave_up += done && failed;
             EXPECT_TRUE(!done || (left == right) == !failed) << "no second try with less";
             ASSERT_EQ(left.size(), done ? right.size() : before.size());
-            int touched = 0;
-            for (std::size_t i = 0; i < std::min(left.size(), before.size()); ++i)
-                touched += before[i] != 128 && before[i] == right[i] && left[i] != right[i];
-            EXPECT_EQ(touched, 0);
+            EXPECT_EQ(spoilt(before, left, right), 0);
             d.init(life.m, 80);  // it must be as good as a new one
             EXPECT_TRUE(life.go_on() && life.alpha() == right);
         }
@@ -94,6 +112,46 @@ TEST(Allocation, a_step_without_memory_throws_or_leaves_the_alpha) {
         // A static SuperLU may lose two arrays of one try.
         EXPECT_LE(bytes_in_use(), bytes + 4000000) << step.name;
         EXPECT_EQ(gave_up > 20, step.solves) << step.name;
+    }
+}
+
+TEST(Allocation, a_step_under_any_limit_throws_gives_up_or_works) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers reserve more address space than any limit";
+#endif
+    // So that the heap hoards no address space.
+    malloc_trim(0), mallopt(M_MMAP_THRESHOLD, 4096);
+    Disc d(120, 100);
+    for (const Step& step : steps) {
+        Life alone(step, d);
+        const Map before = alone.alpha();
+        ASSERT_TRUE(alone.go_on());
+        const Map right = alone.alpha();
+        enum { threw, gave_up, worked, wrong };
+        int seen[wrong] = {}, status = 0;
+        for (rlim_t more = 0; seen[worked] < 3; more += more / 5 + 8192) {
+            if (const pid_t child = fork()) {
+                waitpid(child, &status, 0);
+                ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < wrong)
+                    << step.name << ' ' << more << " status " << status;
+                ++seen[WEXITSTATUS(status)];
+                continue;
+            }
+            close(STDOUT_FILENO);
+            Life life(step, d);
+            const long blocks = Counted::live;
+            limit_memory(more);
+            const bool done = life.go_on();
+            limit_memory(RLIM_INFINITY / 2);
+            const bool leaked = !done && Counted::live != blocks;
+            const Map left = life.alpha();
+            const bool clean = !leaked && !spoilt(before, left, right);
+            d.init(life.m, 80);  // it must be as good as a new one
+            const bool usable = life.go_on() && life.alpha() == right;
+            _exit(!clean || !usable ? wrong : !done ? threw : left == right ? worked : gave_up);
+        }
+        EXPECT_GT(seen[threw], 3) << step.name;
+        EXPECT_EQ(seen[gave_up] > 3, step.solves) << step.name;
     }
 }
 
