@@ -9,7 +9,6 @@
 // neighbours, are done apart; rows outside the map are infinite.
 #include "ff/chamfer.h"
 
-#include "ff/multiversion.h"
 #include "ff/scratch.h"
 
 namespace ff {
@@ -59,16 +58,6 @@ struct candidates {
     int of_row(const unsigned* d, std::ptrdiff_t i) const { return int(d[i + behind]) + weight[3]; }
 };
 
-DSCM_KERNEL void carry_along(unsigned* d, int behind, int weight, int n) {
-    int carried = int(behind < 0 ? d[-1] : d[n]);
-    if (behind < 0)
-        for (int i = 0; i < n; ++i)
-            d[i] = unsigned(carried = std::min(int(d[i]), carried + weight));
-    else
-        for (int i = n - 1; i >= 0; --i)
-            d[i] = unsigned(carried = std::min(int(d[i]), carried + weight));
-}
-
 DSCM_KERNEL void relax_block(unsigned* d, const candidates& c, int n) {
     int changes = 0, carries = 0;
     for (int i = 0; i < n; ++i) changes |= std::min(c.of_others(i), c.of_row(d, i)) < int(d[i]);
@@ -114,9 +103,7 @@ class transform {
     }
 
     void start_row(int y, const u8* labels, u8 seed) {
-        unsigned* d = row(y);
-        for (int x = 0; x < w_; ++x) d[x] = labels[x] == seed ? 0 : infinite_distance;
-        runs_.add_row(labels, seed == 0 ? 0 : w_);  // a label of 0 that is a seed stays one
+        ff::start_row(labels, seed, w_, row(y), runs_);
     }
 
     void relax_row(int y, const scan_2d& s) {

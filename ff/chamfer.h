@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ff/distance_field.h"
+#include "ff/multiversion.h"
 
 namespace ff {
 
@@ -42,5 +43,25 @@ class free_runs {
     std::vector<run> runs_;
     std::vector<std::size_t> first_{0};
 };
+
+// A row before the first scan: 0 on seeds, infinite elsewhere, and its free runs. A label of 0 that
+// is a seed stays one.
+inline void start_row(const unsigned char* labels, unsigned char seed, int n, unsigned* dist,
+                      free_runs& runs) {
+    for (int x = 0; x < n; ++x) dist[x] = labels[x] == seed ? 0 : infinite_distance;
+    runs.add_row(labels, seed == 0 ? 0 : n);
+}
+
+// Hands the distance of the pixel before the first of n (behind -1), or after the last (1), on
+// along them. Distances and weights add up to less than 2^31.
+DSCM_KERNEL void carry_along(unsigned* dist, int behind, int weight, int n) {
+    int carried = int(behind < 0 ? dist[-1] : dist[n]);
+    if (behind < 0)
+        for (int i = 0; i < n; ++i)
+            dist[i] = unsigned(carried = std::min(int(dist[i]), carried + weight));
+    else
+        for (int i = n - 1; i >= 0; --i)
+            dist[i] = unsigned(carried = std::min(int(dist[i]), carried + weight));
+}
 
 }  // namespace ff

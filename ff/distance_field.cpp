@@ -32,7 +32,6 @@ namespace {
 
 using u8 = unsigned char;
 
-constexpr unsigned infinite = infinite_distance;
 constexpr unsigned always_returned = 4294967295u;
 
 // The padded buffers: a border of one pixel, in z only where neighbours lie there.
@@ -113,15 +112,7 @@ void relax_run(unsigned* d, run r, const scan& s) {
         const unsigned weight = n.weight;
         for (int x = r.begin; x < r.end; ++x) d[x] = std::min(d[x], from[x] + weight);
     }
-    const unsigned weight = s.behind.weight;
-    if (s.x_step > 0) {
-        unsigned carried = d[r.begin - 1];
-        for (int x = r.begin; x < r.end; ++x) d[x] = carried = std::min(d[x], carried + weight);
-    } else {
-        unsigned carried = d[r.end];
-        for (int x = r.end - 1; x >= r.begin; --x)
-            d[x] = carried = std::min(d[x], carried + weight);
-    }
+    carry_along(d + r.begin, -s.x_step, int(s.behind.weight), r.end - r.begin);
 }
 
 void relax_run(unsigned* d, coordinates* nearest, run r, const scan& s) {
@@ -139,13 +130,11 @@ void relax_run(unsigned* d, coordinates* nearest, run r, const scan& s) {
 scratch<unsigned> start(const layout& at, const u8* labels, int label_stride,
                         std::ptrdiff_t label_plane, u8 seed, free_runs& runs) {
     auto dist = make_scratch<unsigned>(at.plane, at.planes());
-    std::fill_n(dist.get(), at.plane * at.planes(), infinite);
+    std::fill_n(dist.get(), at.plane * at.planes(), infinite_distance);
     for (int z = 0; z < at.depth; ++z)
         for (int y = 0; y < at.height; ++y) {
             const u8* label = labels + z * label_plane + std::ptrdiff_t(y) * label_stride;
-            unsigned* d = dist.get() + at.row(y, z);
-            for (int x = 0; x < at.width; ++x) d[x] = label[x] == seed ? 0 : infinite;
-            runs.add_row(label, seed == 0 ? 0 : at.width);  // a label of 0 that is a seed stays one
+            start_row(label, seed, at.width, dist.get() + at.row(y, z), runs);
         }
     return dist;
 }
