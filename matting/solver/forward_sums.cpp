@@ -8,6 +8,7 @@
 #include "matting/solver/forward_sums.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "ff/multiversion.h"
 
@@ -61,22 +62,17 @@ DSCM_KERNEL void gather_slot(const double* weights, std::ptrdiff_t plane, double
     }
 }
 
+template <int... S>
+DSCM_KERNEL void gather_slots(std::integer_sequence<int, S...>, const double* weights,
+                              std::ptrdiff_t plane, double* begun, double* complete) {
+    (gather_slot<S>(weights, plane, begun, complete), ...);
+}
+
 DSCM_KERNEL void gather(const double* weights, std::ptrdiff_t plane, int n, double* begun,
                         double* complete) {
-    for (int x = 0; x < n; x += lanes, weights += lanes, begun += lanes, complete += lanes) {
-        gather_slot<0>(weights, plane, begun, complete);
-        gather_slot<1>(weights, plane, begun, complete);
-        gather_slot<2>(weights, plane, begun, complete);
-        gather_slot<3>(weights, plane, begun, complete);
-        gather_slot<4>(weights, plane, begun, complete);
-        gather_slot<5>(weights, plane, begun, complete);
-        gather_slot<6>(weights, plane, begun, complete);
-        gather_slot<7>(weights, plane, begun, complete);
-        gather_slot<8>(weights, plane, begun, complete);
-        gather_slot<9>(weights, plane, begun, complete);
-        gather_slot<10>(weights, plane, begun, complete);
-        gather_slot<11>(weights, plane, begun, complete);
-    }
+    constexpr std::make_integer_sequence<int, forward_count> slots{};
+    for (int x = 0; x < n; x += lanes, weights += lanes, begun += lanes, complete += lanes)
+        gather_slots(slots, weights, plane, begun, complete);
 }
 
 #ifdef DSCM_HAS_AVX2

@@ -112,8 +112,10 @@ bool is_free_of_repeats(const int* row_ind, const int* col_ptr, int n) {
 }
 
 // Solves into `solution`; rhs and values may come back scaled.
-outcome solve_full(int* row_ind, int* col_ptr, double* values, int n, int nnz, double* rhs,
-                   double* solution) {
+outcome solve_full(const full_matrix& m, double* rhs, double* solution) {
+    const int n = m.n, nnz = m.nnz;
+    int *const row_ind = m.row_ind.get(), *const col_ptr = m.col_ptr.get();
+    double* const values = m.values.get();
     if (!all_finite(values, nnz) || !all_finite(rhs, n)) return outcome::failed;
     driver_call call{};
     scratch<int> orders;
@@ -239,8 +241,7 @@ full_matrix with_diagonal(const double* values, const int* row_ind, const int* c
     return m;
 }
 
-// --- entry values and the second attempt
-// ----------------------------------------------------------
+// --- entry values and the second attempt --------------------------------------------------------
 
 void zero_where_not_finite(double* x, int n) {
     for (int i = 0; i < n; ++i)
@@ -277,8 +278,7 @@ int mn_sparse_solve_d(const double* values, const int* row_ind, const int* col_p
         return -1;
     }
     solve_or_keep(rhs, x, n, [=](double extra_diagonal, double* b, double* solution) {
-        full_matrix m = expand(values, row_ind, col_ptr, n, extra_diagonal);
-        return solve_full(m.row_ind.get(), m.col_ptr.get(), m.values.get(), n, m.nnz, b, solution);
+        return solve_full(expand(values, row_ind, col_ptr, n, extra_diagonal), b, solution);
     });
     return 0;
 }
@@ -288,8 +288,7 @@ int SparseLinearSys(int* row_ind, int* col_ptr, double* values, double* rhs, dou
     if (n < 1 || nnz < 0 || !row_ind || !col_ptr || !values || !rhs || !x) return 0;
     if (col_ptr[n] != nnz || !is_matrix(row_ind, col_ptr, n, 0)) return 0;
     solve_or_keep(rhs, x, n, [=](double extra_diagonal, double* b, double* solution) {
-        full_matrix m = with_diagonal(values, row_ind, col_ptr, n, extra_diagonal);
-        return solve_full(m.row_ind.get(), m.col_ptr.get(), m.values.get(), n, m.nnz, b, solution);
+        return solve_full(with_diagonal(values, row_ind, col_ptr, n, extra_diagonal), b, solution);
     });
     return 0;
 }
