@@ -13,6 +13,7 @@
 
 #include "matting/edit/cleanup.h"
 #include "matting/facade/dsc_matting.h"
+#include "matting/trimap/distance_transform.h"
 #include "tools/matte/colours.h"
 #include "tools/matte/library_output.h"
 #include "tools/matte/masks.h"
@@ -36,12 +37,6 @@ std::string working_size(const Image& photo, int max_size) {
         height = int(scale * height + 0.5);
     }
     return size_text(width & ~3, height);
-}
-
-void invert_known(Image& map) {
-    for (std::uint8_t& value : map.pixels) {
-        if (value != unknown) value = std::uint8_t(255 - value);
-    }
 }
 
 // With strong contrast the band grows to --max-band whatever the subject's size, and a subject
@@ -72,10 +67,10 @@ void init_with_segmentation(DSCMatting& matting, const Image& photo, const Image
 
 // The trimap in the caller convention, turned to the library's on the way.
 void refine(DSCMatting& matting, Image trimap, int smooth, Image& matte) {
-    invert_known(trimap);
+    InvertMatte(trimap.pixels.data(), trimap.width, trimap.height, trimap.stride());
     matting.Refine(trimap.pixels.data(), trimap.width, trimap.height, trimap.stride(),
                    matte.pixels.data(), matte.stride(), smooth, 0);
-    invert_known(matte);
+    InvertMatte(matte.pixels.data(), matte.width, matte.height, matte.stride());
 }
 
 // Gives the photograph's memory back before the solve where no colours are wanted: the library has
