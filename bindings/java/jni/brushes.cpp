@@ -15,7 +15,7 @@ struct border {
 
     border(JNIEnv* env, jintArray array) {
         env->GetIntArrayRegion(array, 0, 4, pixels);
-        if (env->ExceptionCheck()) throw native::java_exception();
+        native::check_pending(env);
     }
 };
 

@@ -15,10 +15,6 @@ void raise(JNIEnv* env, const char* class_name, const char* message) {
     if (type) env->ThrowNew(type, message);  // otherwise the failed search is the exception
 }
 
-void check_pending(JNIEnv* env) {
-    if (env->ExceptionCheck()) throw java_exception();
-}
-
 bool is_int_array(JNIEnv* env, jobject object) {
     jclass type = env->FindClass("[I");
     check_pending(env);
@@ -26,6 +22,10 @@ bool is_int_array(JNIEnv* env, jobject object) {
 }
 
 }  // namespace
+
+void check_pending(JNIEnv* env) {
+    if (env->ExceptionCheck()) throw java_exception();
+}
 
 void rethrow_in_java(JNIEnv* env) noexcept {
     try {

@@ -31,6 +31,9 @@ auto guarded(JNIEnv* env, Body body) -> decltype(body()) {
     return decltype(body())();
 }
 
+// Throws where a Java exception is pending.
+void check_pending(JNIEnv* env);
+
 // The address of a raster in a direct buffer; null for a null buffer.
 u8* bytes(JNIEnv* env, jobject buffer, jint offset);
 
