@@ -69,23 +69,31 @@ struct Life {
     DSCMatting m;
 };
 
-// How many pixels that were known, and right, are so no longer.
-int spoilt(const Map& before, const Map& left, const Map& right) {
-    int count = 0;
-    for (std::size_t i = 0; i < std::min(left.size(), before.size()); ++i)
-        count += before[i] != 128 && before[i] == right[i] && left[i] != right[i];
-    return count;
-}
+// The alphas around a step that nothing disturbs.
+struct Alphas {
+    Alphas(const Step& step, Disc& d) {
+        Life alone(step, d);
+        before = alone.alpha();
+        EXPECT_TRUE(alone.go_on());
+        right = alone.alpha();
+    }
+    // How many pixels that were known, and right, are so no longer.
+    int spoilt(const Map& left) const {
+        int count = 0;
+        for (std::size_t i = 0; i < std::min(left.size(), before.size()); ++i)
+            count += before[i] != 128 && before[i] == right[i] && left[i] != right[i];
+        return count;
+    }
+    Map before, right;
+};
 
 // Each `new` of a step fails in turn, and each block of SuperLU's, with which the solve is given
 // up.
 TEST(Allocation, a_step_without_memory_throws_or_leaves_the_alpha) {
     Disc d(120, 100);
     for (const Step& step : steps) {
-        Life alone(step, d);
-        const Map before = alone.alpha();
-        ASSERT_TRUE(alone.go_on());
-        const Map right = alone.alpha();
+        const Alphas alphas(step, d);
+        const Map &before = alphas.before, &right = alphas.right;
         std::set<Map> left_by[2];  // [0] by those that threw
         const long bytes = bytes_in_use();
         int gave_up = 0;
@@ -104,7 +112,7 @@ TEST(Allocation, a_step_without_memory_throws_or_leaves_the_alpha) {
             gave_up += done && failed;
             EXPECT_TRUE(!done || (left == right) == !failed) << "no second try with less";
             ASSERT_EQ(left.size(), done ? right.size() : before.size());
-            EXPECT_EQ(spoilt(before, left, right), 0);
+            EXPECT_EQ(alphas.spoilt(left), 0);
             d.init(life.m, 80);  // it must be as good as a new one
             EXPECT_TRUE(life.go_on() && life.alpha() == right);
         }
@@ -123,10 +131,8 @@ TEST(Allocation, a_step_under_any_limit_throws_gives_up_or_works) {
     malloc_trim(0), mallopt(M_MMAP_THRESHOLD, 4096);
     Disc d(120, 100);
     for (const Step& step : steps) {
-        Life alone(step, d);
-        const Map before = alone.alpha();
-        ASSERT_TRUE(alone.go_on());
-        const Map right = alone.alpha();
+        const Alphas alphas(step, d);
+        const Map& right = alphas.right;
         enum { threw, gave_up, worked, wrong };
         int seen[wrong] = {}, status = 0;
         for (rlim_t more = 0; seen[worked] < 3; more += more / 5 + 8192) {
@@ -145,7 +151,7 @@ TEST(Allocation, a_step_under_any_limit_throws_gives_up_or_works) {
             limit_memory(RLIM_INFINITY / 2);
             const bool leaked = !done && Counted::live != blocks;
             const Map left = life.alpha();
-            const bool clean = !leaked && !spoilt(before, left, right);
+            const bool clean = !leaked && !alphas.spoilt(left);
             d.init(life.m, 80);  // it must be as good as a new one
             const bool usable = life.go_on() && life.alpha() == right;
             _exit(!clean || !usable ? wrong : !done ? threw : left == right ? worked : gave_up);
