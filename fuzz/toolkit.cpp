@@ -60,8 +60,14 @@ void measure(Input& in, int w, int h) {
     const u8 seed = in.byte();
     require(ff::ipf_connected_component(SIZED(labels), ROWS(components)) > 0);
     ff::dist_field* field = ff::ipf_create_distance_field_2d(w, h, weight);
+    // Distances alone go another way, to the same.
+    std::vector<unsigned> alone(static_cast<std::size_t>(pixels));
+    ff::ipf_distance_transform_2d(field, labels, u16(w), u16(h), labels.step, seed, alone.data(), w,
+                                  nullptr, 0);
     ff::ipf_distance_transform_2d(field, labels, u16(w), u16(h), labels.step, seed, ROWS(flat),
                                   pairs.get(), w);
+    for (int i = 0; i < pixels; ++i)
+        require(alone[std::size_t(i)] == flat[i / w * flat.step + i % w]);
     ff::ipf_release_distance_field(field);
     field = ff::ipf_create_distance_field_3d(w, h, depth, weight);
     ff::ipf_distance_transform_3d(field, volume, u16(w), u16(h), depth, seed, deep, triples.get());
