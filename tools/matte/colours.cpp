@@ -7,23 +7,16 @@
 #include <algorithm>
 
 #include "matting/color/fb_color.h"
+#include "tools/image/colour.h"
 #include "tools/matte/fit.h"
 
 namespace matte {
 
 using tools::Image;
 
-bool is_colour(const std::string& text) {
-    return text.size() == 7 && text[0] == '#' &&
-           text.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos;
-}
-
 Image read_background(const std::string& text, long long max_pixels) {
-    if (!is_colour(text)) return tools::read_colour(text, max_pixels);
-    const unsigned long rgb = std::stoul(text.substr(1), nullptr, 16);
-    Image pixel(1, 1, 3);
-    for (unsigned c = 0; c < 3; ++c) pixel.pixels[c] = std::uint8_t(rgb >> (8 * c));
-    return pixel;
+    return tools::is_colour(text) ? tools::colour_pixel(text)
+                                  : tools::read_colour(text, max_pixels);
 }
 
 void take_subject_colour(Image& photo, const Image& matte) {
@@ -56,7 +49,7 @@ Image composite(const Image& subject, const Image& matte, const Image& backgroun
     std::uint8_t* value = picture.pixels.data();
     for (const unsigned alpha : matte.pixels) {
         for (int c = 0; c < 3; ++c, ++value) {
-            *value = std::uint8_t((alpha * *above++ + (255 - alpha) * *value + 127) / 255);
+            *value = tools::lay_over(alpha, *above++, *value);
         }
     }
     return picture;

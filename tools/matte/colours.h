@@ -7,9 +7,6 @@
 
 namespace matte {
 
-// True for #rrggbb.
-bool is_colour(const std::string& text);
-
 // What #rrggbb or a picture file puts behind subjects; a colour is a picture of one pixel. Throws
 // ImageError.
 tools::Image read_background(const std::string& text, long long max_pixels);

@@ -7,7 +7,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "tools/matte/colours.h"
+#include "tools/image/colour.h"
 
 namespace matte {
 
@@ -107,7 +107,7 @@ void add_outputs(CLI::App& app, Options& options) {
 }
 
 std::string check_background(const std::string& text) {
-    if (text[0] != '#' || is_colour(text)) return {};
+    if (text[0] != '#' || tools::is_colour(text)) return {};
     return "'" + text + "' is not a colour such as #3070b0";
 }
 
