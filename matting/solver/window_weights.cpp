@@ -5,6 +5,7 @@
 #include "matting/solver/window_weights.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 #include "ff/multiversion.h"
@@ -29,6 +30,12 @@ constexpr pair_table all_pairs() noexcept {
         for (int j = i + 1; j < window_size; ++j) table[p++] = {i, j, slot_of(i, j)};
     return table;
 }
+
+#if defined(__ARM_FEATURE_FMA) || defined(__FMA__)
+constexpr bool fused_by_default = true;
+#else
+constexpr bool fused_by_default = false;
+#endif
 
 constexpr int lanes = window_lanes;
 using lane = double[lanes];
@@ -55,15 +62,18 @@ DSCM_KERNEL void invert(const symmetric& m, symmetric& inverse) {
     }
 }
 
-// The quotient v / 9, rounded once, without the division, for any v whose result is not tiny. q =
-// fl(v r) is off by less than two units in the last place, hence 8q and v lie within a factor of 2
-// of each other, v - 8q and q as well, and both differences are exact: e = v - 9q. What is rounded
-// at the end, q + e r, is v / 9 but for an error of 2^-52 e / 9, less than 2^-50 units of q's last
-// place. v / 9 itself stays at least 1/18 of such a unit away from the middle between two doubles:
-// nine times a middle is an odd number of more than 53 bits, so v is not one, and v - 9m is a
-// multiple of half the unit.
+// The quotient v / 9, rounded once, without the division, for any v whose result is not tiny. v / 9
+// stays at least 1/18 of a unit in its last place away from the middle between two doubles, for
+// nine times a middle is an odd number of more than 53 bits: v is not one, and v - 9m is a multiple
+// of half the unit. Whatever is closer to v / 9 than that before its last rounding gives the
+// quotient. Fused: 1/9 is r + s but for 2^-111, and v s is rounded to 53 bits. Otherwise: q = fl(v
+// r) is off by less than two units, hence 8q and v lie within a factor of 2 of each other, v - 8q
+// and q as well, and both differences are exact, e = v - 9q; q + e r is off by less than 2^-50
+// units.
+template <bool Fused>
 DSCM_KERNEL double ninth(double v) {
-    constexpr double r = 1.0 / 9.0;
+    constexpr double r = 1.0 / 9.0, s = ((1.0 - 8.0 * r) - r) / 9.0;
+    if constexpr (Fused) return std::fma(v, r, v * s);
     const double q = v * r;
     return q + ((v - 8.0 * q) - q) * r;
 }
@@ -101,24 +111,26 @@ DSCM_KERNEL void fill_strip(const float* const* rows, std::ptrdiff_t channel, in
 }
 
 // The ninth of the sum over three columns.
+template <bool Fused>
 DSCM_KERNEL double mean(const double* columns) {
-    return ninth(columns[0] + columns[1] + columns[2]);
+    return ninth<Fused>(columns[0] + columns[1] + columns[2]);
 }
 
 // Colours less their means, and the covariances with epsilon on their diagonal, of the windows
 // whose left columns are x, x + 1, ...
+template <bool Fused>
 DSCM_KERNEL void centre(const strip& t, int x, window_colours& c, symmetric& s) {
     lane mb, mg, mr;
     for (int l = 0; l < lanes; ++l) {
-        mb[l] = mean(t.sum[0] + x + l);
-        mg[l] = mean(t.sum[1] + x + l);
-        mr[l] = mean(t.sum[2] + x + l);
-        s.xx[l] = mean(t.product[0] + x + l) - mb[l] * mb[l] + epsilon;
-        s.xy[l] = mean(t.product[1] + x + l) - mb[l] * mg[l];
-        s.xz[l] = mean(t.product[2] + x + l) - mb[l] * mr[l];
-        s.yy[l] = mean(t.product[3] + x + l) - mg[l] * mg[l] + epsilon;
-        s.yz[l] = mean(t.product[4] + x + l) - mg[l] * mr[l];
-        s.zz[l] = mean(t.product[5] + x + l) - mr[l] * mr[l] + epsilon;
+        mb[l] = mean<Fused>(t.sum[0] + x + l);
+        mg[l] = mean<Fused>(t.sum[1] + x + l);
+        mr[l] = mean<Fused>(t.sum[2] + x + l);
+        s.xx[l] = mean<Fused>(t.product[0] + x + l) - mb[l] * mb[l] + epsilon;
+        s.xy[l] = mean<Fused>(t.product[1] + x + l) - mb[l] * mg[l];
+        s.xz[l] = mean<Fused>(t.product[2] + x + l) - mb[l] * mr[l];
+        s.yy[l] = mean<Fused>(t.product[3] + x + l) - mg[l] * mg[l] + epsilon;
+        s.yz[l] = mean<Fused>(t.product[4] + x + l) - mg[l] * mr[l];
+        s.zz[l] = mean<Fused>(t.product[5] + x + l) - mr[l] * mr[l] + epsilon;
     }
     for (int row = 0, k = 0; row < 3; ++row)
         for (int column = 0; column < 3; ++column, ++k) {
@@ -133,10 +145,11 @@ DSCM_KERNEL void centre(const strip& t, int x, window_colours& c, symmetric& s) 
         }
 }
 
+template <bool Fused>
 DSCM_KERNEL void weigh_lanes(const strip& t, int x, double* weights, std::ptrdiff_t plane) {
     window_colours c, v;  // v: S^-1 (I_j - mu)
     symmetric s, q;
-    centre(t, x, c, s);
+    centre<Fused>(t, x, c, s);
     invert(s, q);
     for (int k = 1; k < window_size; ++k)
         for (int l = 0; l < lanes; ++l) {
@@ -147,22 +160,23 @@ DSCM_KERNEL void weigh_lanes(const strip& t, int x, double* weights, std::ptrdif
     for (int i = 0; i < window_size; ++i)
         for (int j = i + 1; j < window_size; ++j, weights += plane)
             for (int l = 0; l < lanes; ++l)
-                weights[l] = ninth(
+                weights[l] = ninth<Fused>(
                     1.0 + (c.b[i][l] * v.b[j][l] + c.g[i][l] * v.g[j][l] + c.r[i][l] * v.r[j][l]));
 }
 
 // n: at most strip::windows.
+template <bool Fused>
 DSCM_KERNEL void weigh(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
                        std::ptrdiff_t plane) {
     strip s;
     fill_strip(rows, channel, ((n + lanes - 1) / lanes * lanes + 2 + 7) / 8 * 8, s);
-    for (int x = 0; x < n; x += lanes) weigh_lanes(s, x, weights + x, plane);
+    for (int x = 0; x < n; x += lanes) weigh_lanes<Fused>(s, x, weights + x, plane);
 }
 
 #ifdef DSCM_HAS_AVX2
 DSCM_AVX2 void weigh_avx2(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
                           std::ptrdiff_t plane) {
-    weigh(rows, channel, n, weights, plane);
+    weigh<true>(rows, channel, n, weights, plane);
 }
 #endif
 
@@ -205,7 +219,7 @@ void pair_weights(const colour_rows& colours, int x, int y, int n, double* weigh
             continue;
         }
 #endif
-        weigh(rows, colours.channel(), count, weights + done, plane);
+        weigh<fused_by_default>(rows, colours.channel(), count, weights + done, plane);
     }
 }
 
