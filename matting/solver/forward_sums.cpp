@@ -1,7 +1,7 @@
 // A window pair (i, j) adds its weight to pixel i at the slot of j. Instead of scattering 36
 // weights a window, each pixel gathers what its up to nine windows hold for it: 3 weights from the
 // windows of the row above it (where it is at the bottom), 12 from its own row, 21 from the row
-// below. The weights of a row of windows stand in one plane a pair, so that four pixels side by
+// below. The weights of windows side by side stand in one row a pair, so that four pixels side by
 // side gather together; what a row of pixels has so far is carried to the next row of windows. A
 // slot gets its windows in raster order, as if they had been scattered one by one; a window that
 // does not count adds 0, which changes no sum.
@@ -26,13 +26,14 @@ constexpr int pair_number(int i, int j) { return i * (17 - i) / 2 + j - i - 1; }
 // sum[l] += what the windows centred at columns l - 1, l and l + 1 of `weights` hold for the pixel
 // in their given row and its forward neighbour s.
 template <int Row, int S>
-DSCM_KERNEL void add_row(const double* weights, std::ptrdiff_t plane, double* sum) {
+DSCM_KERNEL void add_row(const double* weights, double* sum) {
     constexpr int to_row = Row + forward_offset[S][0];
     for (int d = -1; d <= 1; ++d) {
         const int column = 1 - d, to_column = column + forward_offset[S][1];
         if (to_row > 2 || to_column < 0 || to_column > 2) continue;
         const double* from =
-            weights + pair_number(3 * Row + column, 3 * to_row + to_column) * plane + d;
+            weights + pair_number(3 * Row + column, 3 * to_row + to_column) * weight_rows::pitch +
+            d;
         for (int l = 0; l < lanes; ++l) sum[l] += from[l];
     }
 }
@@ -46,18 +47,18 @@ DSCM_KERNEL void gather_slot(const double* weights, std::ptrdiff_t plane, double
     double sum[lanes] = {};
     if constexpr (S < begun_current)
         for (int l = 0; l < lanes; ++l) sum[l] = current[l];
-    add_row<0, S>(weights, plane, sum);
+    add_row<0, S>(weights, sum);
     for (int l = 0; l < lanes; ++l) complete[S * plane + l] = sum[l];
     if constexpr (S < begun_current) {
         double next[lanes] = {};
         if constexpr (S < begun_below)
             for (int l = 0; l < lanes; ++l) next[l] = below[l];
-        add_row<1, S>(weights, plane, next);
+        add_row<1, S>(weights, next);
         for (int l = 0; l < lanes; ++l) current[l] = next[l];
     }
     if constexpr (S < begun_below) {
         double first[lanes] = {};
-        add_row<2, S>(weights, plane, first);
+        add_row<2, S>(weights, first);
         for (int l = 0; l < lanes; ++l) below[l] = first[l];
     }
 }
@@ -68,7 +69,7 @@ DSCM_KERNEL void gather_slots(std::integer_sequence<int, S...>, const double* we
     (gather_slot<S>(weights, plane, begun, complete), ...);
 }
 
-DSCM_KERNEL void gather(const double* weights, std::ptrdiff_t plane, int n, double* begun,
+DSCM_KERNEL void gather(const double* weights, int n, std::ptrdiff_t plane, double* begun,
                         double* complete) {
     constexpr std::make_integer_sequence<int, forward_count> slots{};
     for (int x = 0; x < n; x += lanes, weights += lanes, begun += lanes, complete += lanes)
@@ -76,18 +77,18 @@ DSCM_KERNEL void gather(const double* weights, std::ptrdiff_t plane, int n, doub
 }
 
 #ifdef DSCM_HAS_AVX2
-DSCM_AVX2 void gather_avx2(const double* weights, std::ptrdiff_t plane, int n, double* begun,
+DSCM_AVX2 void gather_avx2(const double* weights, int n, std::ptrdiff_t plane, double* begun,
                            double* complete) {
-    gather(weights, plane, n, begun, complete);
+    gather(weights, n, plane, begun, complete);
 }
 #endif
 
-void gather_any(const double* weights, std::ptrdiff_t plane, int n, double* begun,
+void gather_any(const double* weights, int n, std::ptrdiff_t plane, double* begun,
                 double* complete) {
 #ifdef DSCM_HAS_AVX2
-    if (ff::cpu_has_avx2()) return gather_avx2(weights, plane, n, begun, complete);
+    if (ff::cpu_has_avx2()) return gather_avx2(weights, n, plane, begun, complete);
 #endif
-    gather(weights, plane, n, begun, complete);
+    gather(weights, n, plane, begun, complete);
 }
 
 // Room for a margin on either side, and an odd number of cache lines: the same place in
@@ -103,30 +104,32 @@ forward_sums::forward_sums(const unsigned char* image, int w, int h, int stride)
       h_(h),
       plane_(plane_size(w)),
       colours_(image, w, h, stride),
-      buffer_(ff::make_scratch<double>(plane_,
-                                       pair_count + forward_count + begun_below + begun_current)) {
-    std::fill_n(buffer_.get(), plane_ * (pair_count + forward_count + begun_below + begun_current),
-                0.0);
-    weights_ = buffer_.get() + margin;
-    complete_ = weights_ + pair_count * plane_;
+      buffer_(ff::make_scratch<double>(plane_, forward_count + begun_below + begun_current)) {
+    std::fill_n(buffer_.get(), plane_ * (forward_count + begun_below + begun_current), 0.0);
+    complete_ = buffer_.get() + margin;
     begun_ = complete_ + forward_count * plane_;
 }
 
-// The weights of the windows [x0, x1) of row y, zeros for those that are none.
+// Puts the weights of the windows [x0, x1) of row y into weights_, zeros for those that are none.
 void forward_sums::weigh(int y, const unsigned char* is_window, int x0, int x1) {
     const bool any = y > 0 && y < h_ - 1;
     if (any) {
-        colours_.advance(y - 1);
-        pair_weights(colours_, x0 - 1, y - 1, x1 - x0, weights_ + x0, plane_);
+        colours_.convert(y - 1, x0 - 1, x1 + 1);
+        pair_weights(colours_, x0 - 1, y - 1, x1 - x0, weights_.pair[0], weight_rows::pitch);
     }
     for (int x = x0; x < x1; ++x)
         if (!any || x < 1 || x > w_ - 2 || !is_window[x])
-            for (int p = 0; p < pair_count; ++p) weights_[p * plane_ + x] = 0.0;
+            for (auto& pair : weights_.pair) pair[x - x0] = 0.0;
 }
 
 void forward_sums::add_windows(int y, const unsigned char* is_window, int x0, int x1) {
-    weigh(y, is_window, x0 - 1, x1 + 1);
-    gather_any(weights_ + x0, plane_, x1 - x0, begun_ + x0, complete_ + x0);
+    // A pixel takes the windows beside it as well. Whole lanes: what is beyond is overwritten.
+    constexpr int pixels = (weight_rows::windows - 2) / lanes * lanes;
+    for (int x = x0; x < x1; x += pixels) {
+        const int n = std::min(x1 - x, pixels);
+        weigh(y, is_window, x - 1, x + n + 1);
+        gather_any(weights_.pair[0] + 1, n, plane_, begun_ + x, complete_ + x);
+    }
 }
 
 }  // namespace matting

@@ -7,6 +7,14 @@
 
 namespace matting {
 
+// Weights of windows side by side, one row a pair: they stay in the cache between being computed
+// and being gathered, on lines of their own.
+struct weight_rows {
+    static constexpr int windows = 64;
+    static constexpr int pitch = windows + 8;  // an odd number of cache lines
+    alignas(64) double pair[pair_count][pitch];
+};
+
 class forward_sums {
   public:
     // image: B,G,R bytes, w x h pixels, `stride` bytes a row, alive as long as this.
@@ -30,8 +38,8 @@ class forward_sums {
     const int w_, h_;
     const std::ptrdiff_t plane_;
     colour_rows colours_;
+    weight_rows weights_{};  // of windows of the current row
     ff::scratch<double> buffer_;
-    double* weights_;   // pair_count planes: of the windows of the current row
     double* complete_;  // forward_count planes
     double* begun_;     // two planes for the row below the current one, seven for the current
 };

@@ -44,7 +44,7 @@ scratch<double> accumulate(const unsigned char* image, int width, int height, in
     const std::ptrdiff_t plane = std::ptrdiff_t(width) + window_lanes;
     const auto weights = make_scratch<double>(pair_count, plane);
     for (int y = 0; y < height - 2; ++y) {
-        colours.advance(y);
+        colours.convert(y, 0, width);
         pair_weights(colours, 0, y, width - 2, weights.get(), plane);
         for (int x = 0; x < width - 2; ++x)
             add_window(weights.get() + x, plane, width, std::ptrdiff_t(y) * width + x, sums.get());

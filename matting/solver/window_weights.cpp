@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "ff/multiversion.h"
 
@@ -227,16 +228,28 @@ colour_rows::colour_rows(const unsigned char* image, int w, int h, int stride)
     : image_(image),
       w_(w),
       h_(h),
+      blocks_((w + block - 1) / block),
       stride_(stride),
       channel_(std::ptrdiff_t(margin) + w + 16),
-      rows_(ff::make_scratch<float>(9, channel_)) {
+      rows_(ff::make_scratch<float>(9, channel_)),
+      converted_(ff::make_scratch<int>(3, blocks_)) {
     std::fill_n(rows_.get(), 9 * channel_, 0.0f);
+    std::fill_n(converted_.get(), 3 * std::ptrdiff_t(blocks_), -1);
 }
 
-void colour_rows::advance(int y) {
-    for (next_ = std::max(next_, y); next_ < std::min(y + 3, h_); ++next_)
-        convert_any(image_ + next_ * stride_, w_, rows_.get() + next_ % 3 * (3 * channel_) + margin,
-                    channel_);
+void colour_rows::convert(int y, int x0, int x1) {
+    x0 = std::max(x0, 0) / block * block;
+    x1 = std::min(x1, w_);
+    for (int row = y; row < std::min(y + 3, h_); ++row) {
+        const unsigned char* const pixels = image_ + row * stride_;
+        float* const colours = rows_.get() + row % 3 * (3 * channel_) + margin;
+        int* const converted = converted_.get() + row % 3 * std::ptrdiff_t(blocks_);
+        for (int x = x0; x < x1; x += block) {
+            if (std::exchange(converted[x / block], row) == row) continue;
+            convert_any(pixels + 3 * std::ptrdiff_t(x), std::min(block, w_ - x), colours + x,
+                        channel_);
+        }
+    }
 }
 
 }  // namespace matting

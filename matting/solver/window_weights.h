@@ -34,8 +34,9 @@ class colour_rows {
     // image: w x h pixels, `stride` bytes a row, alive as long as this.
     colour_rows(const unsigned char* image, int w, int h, int stride);
 
-    // Makes the rows y, y + 1 and y + 2 those of `row`. y must not fall from call to call.
-    void advance(int y);
+    // Converts the pixels [x0, x1) of the rows y, y + 1 and y + 2, in place of those of earlier
+    // rows; what lies outside the picture is left out. y must not fall from call to call.
+    void convert(int y, int x0, int x1);
     // Blue of pixel (x, y); green and red stand one and two times channel() floats behind it.
     const float* row(int x, int y) const {
         return rows_.get() + y % 3 * (3 * channel_) + margin + x;
@@ -44,17 +45,18 @@ class colour_rows {
 
   private:
     static constexpr int margin = 2;
+    static constexpr int block = 128;  // pixels converted at a time
 
     const unsigned char* image_;
-    const int w_, h_;
+    const int w_, h_, blocks_;
     const std::ptrdiff_t stride_, channel_;
-    int next_ = 0;  // the first row that was not converted
     ff::scratch<float> rows_;
+    ff::scratch<int> converted_;  // of three rows, which row of the picture each block is from
 };
 
 // Weights of the 36 pairs of the n windows whose upper left pixels are (x, y), (x + 1, y), ...,
-// with the rows y .. y + 2 current in `colours`; pair p of window l goes to weights[p * plane + l].
-// n is rounded up to a multiple of window_lanes. With mu and S a window's mean colour and
+// with the colours of their rows y .. y + 2 converted; pair p of window l goes to weights[p * plane
+// + l]. n is rounded up to a multiple of window_lanes. With mu and S a window's mean colour and
 // covariance (plus 1e-4 on its diagonal), weight(i, j) = (1 + (I_i - mu)^T S^-1 (I_j - mu)) / 9. x
 // may be -2 and x + n the picture's width: windows that reach beyond it give values of no use.
 void pair_weights(const colour_rows& colours, int x, int y, int n, double* weights,
