@@ -238,53 +238,59 @@ void slide_row_best(const S* in, const S* out, std::uint32_t* sums, std::ptrdiff
     slide_row(in, out, sums, n);
 }
 
-// Prefix sums per channel; one channel keeps the last in a register.
+// Prefix sums per channel. One channel goes four columns at a time, of which each adds the sum of
+// the last four to what stood four before it: `columns` has three 0 before its first and behind its
+// last entry, and three more prefixes are written.
 void accumulate(const std::uint32_t* columns, std::uint32_t* prefix, std::ptrdiff_t n,
                 int channels) {
     if (channels > 1) {
         for (std::ptrdiff_t i = 0; i < n; ++i) prefix[i + channels] = prefix[i] + columns[i];
         return;
     }
-    std::uint32_t sum = prefix[0];
-    for (std::ptrdiff_t i = 0; i < n; ++i) prefix[i + 1] = sum += columns[i];
+    constexpr int lanes = 4;
+    std::uint32_t* const out = prefix + 1;
+    const std::ptrdiff_t whole = (n + lanes - 1) / lanes * lanes;
+    for (std::ptrdiff_t i = 0; i < whole; ++i, ++columns)
+        out[i] = columns[0] + columns[-1] + columns[-2] + columns[-3];
+    std::uint32_t sums[lanes] = {};
+    for (std::ptrdiff_t i = 0; i < whole; i += lanes) {
+        for (int l = 0; l < lanes; ++l) sums[l] += out[i + l];
+        for (int l = 0; l < lanes; ++l) out[i + l] = sums[l];
+    }
 }
 
-// Window sums of one row from its column sums: differences of prefix sums. `columns` and `prefix`
-// start at column -before; prefix has one pixel more, and its first pixel is 0.
+// Window sums of one row from its column sums, as differences of prefix sums: calls
+// use(i, high, low, n, columns) for runs of n samples from the i-th on whose windows have so many
+// columns and whose sums are high[j] - low[j]. `columns` and `prefix` start at column -before;
+// prefix has one pixel more, and its first pixel is 0.
+template <class Use>
 void sum_along_row(const std::uint32_t* columns, std::uint32_t* prefix, const axis& x, int channels,
-                   std::uint32_t* out) {
-    const std::ptrdiff_t n = (std::ptrdiff_t(x.before) + x.n + x.after) * channels;
-    accumulate(columns, prefix, n, channels);
-    const auto at = [=](std::int64_t column) { return prefix + (column + x.before) * channels; };
-    const auto one = [&](int i) {
-        const std::uint32_t* low = at(x.first(i));
-        const std::uint32_t* high = at(std::int64_t(x.last(i)) + 1);
-        for (int c = 0; c < channels; ++c) out[std::ptrdiff_t(i) * channels + c] = high[c] - low[c];
+                   Use use) {
+    accumulate(columns, prefix, (std::ptrdiff_t(x.before) + x.n + x.after) * channels, channels);
+    const auto pixels = [&](int i, int n) {
+        const auto at = [=](std::int64_t c) { return prefix + (c + x.before) * channels; };
+        use(std::ptrdiff_t(i) * channels, at(std::int64_t(x.last(i)) + 1), at(x.first(i)),
+            std::ptrdiff_t(n) * channels, x.count(i));
     };
     // Columns whose whole window exists, where both ends move on by one pixel a step.
     const int inner_begin = std::clamp(x.radius - x.before, 0, x.n);
     const int inner_end =
         int(std::clamp<std::int64_t>(std::int64_t(x.n) + x.after - x.radius, inner_begin, x.n));
-    for (int i = 0; i < inner_begin; ++i) one(i);
-    if (inner_begin < inner_end) {
-        const std::uint32_t* low = at(std::int64_t(inner_begin) - x.radius);
-        const std::uint32_t* high = at(std::int64_t(inner_begin) + x.radius + 1);
-        std::uint32_t* to = out + std::ptrdiff_t(inner_begin) * channels;
-        const std::ptrdiff_t count = std::ptrdiff_t(inner_end - inner_begin) * channels;
-        for (std::ptrdiff_t i = 0; i < count; ++i) to[i] = high[i] - low[i];
-    }
-    for (int i = inner_end; i < x.n; ++i) one(i);
+    for (int i = 0; i < inner_begin; ++i) pixels(i, 1);
+    if (inner_begin < inner_end) pixels(inner_begin, inner_end - inner_begin);
+    for (int i = inner_end; i < x.n; ++i) pixels(i, 1);
 }
 
-// Calls row(y, sums) with the w * channels window sums of every row. `stride` counts elements.
-template <class S, class Row>
-void for_each_row_of_sums(const S* src, int stride, int channels, const window& win, Row row) {
+// Calls use(y, i, high, low, n, columns) for all rows.
+template <class S, class Use>
+void for_each_run_of_sums(const S* src, int stride, int channels, const window& win, Use use) {
     const std::ptrdiff_t wide = std::ptrdiff_t(win.x.before) + win.x.n + win.x.after;
     const std::ptrdiff_t n = wide * channels;
-    const auto columns = make_scratch<std::uint32_t>(n);
-    const auto prefix = make_scratch<std::uint32_t>(n + channels);
-    const auto sums = make_scratch<std::uint32_t>(win.x.n, channels);
-    std::fill_n(columns.get(), n, 0u);
+    constexpr int margin = 3;
+    const auto buffer = make_scratch<std::uint32_t>(n + 2 * margin);
+    const auto prefix = make_scratch<std::uint32_t>(n + channels + margin);
+    std::uint32_t* const columns = buffer.get() + margin;
+    std::fill_n(buffer.get(), n + 2 * margin, 0u);
     std::fill_n(prefix.get(), channels, 0u);
     const S* corner = src - std::ptrdiff_t(win.x.before) * channels;
     const auto source_row = [=](int y) { return corner + std::ptrdiff_t(y) * stride; };
@@ -294,10 +300,9 @@ void for_each_row_of_sums(const S* src, int stride, int channels, const window& 
         while (end <= win.y.last(y) || begin < win.y.first(y)) {
             const S* in = end <= win.y.last(y) ? source_row(end++) : nullptr;
             const S* out = begin < win.y.first(y) ? source_row(begin++) : nullptr;
-            slide_row_best(in, out, columns.get(), n);
+            slide_row_best(in, out, columns, n);
         }
-        sum_along_row(columns.get(), prefix.get(), win.x, channels, sums.get());
-        row(y, sums.get());
+        sum_along_row(columns, prefix.get(), win.x, channels, [&](auto... run) { use(y, run...); });
     }
 }
 
@@ -305,24 +310,26 @@ template <class S>
 void _sum_filter_2D(const S* src, int w, int h, int stride, int channels, int* dst, int dst_stride,
                     int kw, int kh, const int* border) {
     if (!src || !dst || w < 1 || h < 1 || channels < 1) return;
-    const std::size_t row_bytes = std::size_t(w) * std::size_t(channels) * sizeof(int);
-    for_each_row_of_sums(src, stride, channels, window(w, h, kw, kh, border),
-                         [=](int y, const std::uint32_t* sums) {
-                             std::memcpy(dst + std::ptrdiff_t(y) * dst_stride, sums, row_bytes);
+    for_each_run_of_sums(src, stride, channels, window(w, h, kw, kh, border),
+                         [=](int y, std::ptrdiff_t i, const std::uint32_t* high,
+                             const std::uint32_t* low, std::ptrdiff_t n, std::uint32_t) {
+                             int* out = dst + std::ptrdiff_t(y) * dst_stride + i;
+                             for (std::ptrdiff_t j = 0; j < n; ++j) out[j] = int(high[j] - low[j]);
                          });
 }
 
-// (sum + count / 2) / count truncated toward zero, by floating-point arithmetic that vectorises.
+// (sum + count / 2) / count truncated toward zero, for the sums high[j] - low[j], by floating-point
+// arithmetic that vectorises.
 //
 // Any sums: a division in double precision. For integers s and c whose quotient lies below the
 // integer m, the quotient rounds up to m only if m - s / c, which is at least 1 / c, is within half
 // a spacing of m, at most m * 2^-53; with |s| + c < 2^53 it is not, and truncation is exact.
 template <class D>
-DSCM_KERNEL void divide_row(const std::uint32_t* sums, const std::uint32_t* counts, D* out,
-                            std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i) {
-        const int s = int(sums[i] + counts[i] / 2);
-        out[i] = D(int(double(s) / double(int(counts[i]))));
+DSCM_KERNEL void divide_run(const std::uint32_t* high, const std::uint32_t* low,
+                            std::uint32_t count, D* out, std::ptrdiff_t n) {
+    for (std::ptrdiff_t j = 0; j < n; ++j) {
+        const int s = int(high[j] - low[j] + count / 2);
+        out[j] = D(int(double(s) / double(int(count))));
     }
 }
 
@@ -333,27 +340,28 @@ DSCM_KERNEL void divide_row(const std::uint32_t* sums, const std::uint32_t* coun
 constexpr std::uint32_t single_precision_count = 16384;
 
 template <class D>
-DSCM_KERNEL void scale_row(const std::uint32_t* sums, const std::uint32_t* counts,
-                           const float* inverse, D* out, std::ptrdiff_t n) {
-    for (std::ptrdiff_t i = 0; i < n; ++i)
-        out[i] = D(int((float(int(sums[i] + counts[i] / 2)) + 0.5f) * inverse[i]));
+DSCM_KERNEL void scale_run(const std::uint32_t* high, const std::uint32_t* low, std::uint32_t count,
+                           D* out, std::ptrdiff_t n) {
+    const float inverse = 1.0f / float(count);
+    for (std::ptrdiff_t j = 0; j < n; ++j)
+        out[j] = D(int((float(int(high[j] - low[j] + count / 2)) + 0.5f) * inverse));
 }
 
 #ifdef DSCM_HAS_AVX2
 template <class D>
-DSCM_AVX2 void scale_row_avx2(const std::uint32_t* sums, const std::uint32_t* counts,
-                              const float* inverse, D* out, std::ptrdiff_t n) {
-    scale_row(sums, counts, inverse, out, n);
+DSCM_AVX2 void scale_run_avx2(const std::uint32_t* high, const std::uint32_t* low,
+                              std::uint32_t count, D* out, std::ptrdiff_t n) {
+    scale_run(high, low, count, out, n);
 }
 #endif
 
 template <class D>
-void scale_row_best(const std::uint32_t* sums, const std::uint32_t* counts, const float* inverse,
+void scale_run_best(const std::uint32_t* high, const std::uint32_t* low, std::uint32_t count,
                     D* out, std::ptrdiff_t n) {
 #ifdef DSCM_HAS_AVX2
-    if (cpu_has_avx2()) return scale_row_avx2(sums, counts, inverse, out, n);
+    if (n > 1 && cpu_has_avx2()) return scale_run_avx2(high, low, count, out, n);
 #endif
-    scale_row(sums, counts, inverse, out, n);
+    scale_run(high, low, count, out, n);
 }
 
 template <class S, class D>
@@ -362,29 +370,16 @@ void mean_filter(const S* src, int w, int h, int stride, int channels, D* dst, i
     if (!src || !dst || w < 1 || h < 1 || channels < 1) return;
     if (count) ipf_count_filter_pixels(count, w, h, count_stride, kw, kh, const_cast<int*>(border));
     const window win(w, h, kw, kh, border);
-    const std::ptrdiff_t n = std::ptrdiff_t(w) * channels;
-    const auto counts = make_scratch<std::uint32_t>(n);
-    const auto inverse = make_scratch<float>(n);
-    std::uint32_t rows_counted = 0;  // what `counts` was made for
-    std::uint32_t largest = 0;
-    for_each_row_of_sums(src, stride, channels, win, [&](int y, const std::uint32_t* sums) {
-        const std::uint32_t rows = win.y.count(y);
-        if (rows != rows_counted) {
-            largest = 0;
-            for (std::ptrdiff_t i = 0; i < n; ++i) {
-                const std::uint32_t c = win.x.count(int(i / channels)) * rows;
-                counts[std::size_t(i)] = c;
-                inverse[std::size_t(i)] = 1.0f / float(c);
-                largest = std::max(largest, c);
-            }
-            rows_counted = rows;
-        }
-        D* out = dst + std::ptrdiff_t(y) * dst_stride;
-        if (sizeof(S) == 1 && largest <= single_precision_count)
-            scale_row_best(sums, counts.get(), inverse.get(), out, n);
-        else
-            divide_row(sums, counts.get(), out, n);
-    });
+    for_each_run_of_sums(src, stride, channels, win,
+                         [&](int y, std::ptrdiff_t i, const std::uint32_t* high,
+                             const std::uint32_t* low, std::ptrdiff_t n, std::uint32_t columns) {
+                             D* const out = dst + std::ptrdiff_t(y) * dst_stride + i;
+                             const std::uint32_t pixels = columns * win.y.count(y);
+                             if (sizeof(S) == 1 && pixels <= single_precision_count)
+                                 scale_run_best(high, low, pixels, out, n);
+                             else
+                                 divide_run(high, low, pixels, out, n);
+                         });
 }
 
 }  // namespace
