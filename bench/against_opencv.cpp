@@ -119,11 +119,15 @@ void compare_resizes(table& t, const tools::Scene& s) {
                 cv::resize(view(from), out, {to.width, to.height}, 0, 0, cv::INTER_LINEAR);
             });
     };
-    Image work_alpha(w / 4 + 1, h / 4 + 1, 1), alpha(w, h, 1),
-        three_quarters(3 * w / 4, 3 * h / 4, 3);
+    Image work_alpha(w / 4 + 1, h / 4 + 1, 1), alpha(w, h, 1);
+    Image three_quarters(3 * w / 4, 3 * h / 4, 3), less_alpha(3 * w / 4, 3 * h / 4, 1);
+    Image half(w / 2, h / 2, 3), work(512, 384, 3);
     bilinear("bilinear, 3 channels, up by 4", small, grown);
     bilinear("bilinear, 1 channel, up by 4", work_alpha, alpha);
     bilinear("bilinear, 3 channels, down to 3/4", s.photo, three_quarters);
+    bilinear("bilinear, 1 channel, down to 3/4", s.alpha, less_alpha);
+    bilinear("bilinear, 3 channels, down to 1/2 (they average)", s.photo, half);
+    bilinear("bilinear, 3 channels, down to 512 x 384", s.photo, work);
 }
 
 void compare_filters(table& t, const tools::Scene& s) {

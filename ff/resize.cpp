@@ -4,7 +4,8 @@
 // single precision. The bilinear resize interpolates each source row once per use as a row of
 // floats, keeps the last two, and blends them downwards. Rows are done in full: narrow strips,
 // whose lines would fit the first-level cache, cost more in the destination than they save in the
-// lines.
+// lines. What stands on source samples in both directions, as all does where a picture shrinks to a
+// half or a quarter, is copied.
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -23,8 +24,16 @@ using u8 = unsigned char;
 
 template <int C>
 void gather_row(const u8* src, const int* offsets, u8* dst, int n, int dst_step) {
+#pragma GCC unroll 4
     for (int x = 0; x < n; ++x)
         std::memcpy(dst + std::ptrdiff_t(x) * dst_step, src + offsets[x], C);
+}
+
+void gather_row(const u8* src, const int* offsets, u8* dst, int n, int dst_step, int channels) {
+    if (channels == 1) return gather_row<1>(src, offsets, dst, n, dst_step);
+    if (channels == 3) return gather_row<3>(src, offsets, dst, n, dst_step);
+    for (int x = 0; x < n; ++x, dst += dst_step)
+        std::memcpy(dst, src + offsets[x], std::size_t(channels));
 }
 
 // Positions and fractions of one axis of a bilinear resize, made safe for a source of one sample:
@@ -44,41 +53,75 @@ struct bilinear_axis {
             left[std::size_t(i)] = std::clamp(left[std::size_t(i)], 0, last);
         }
     }
+
+    bool on_samples(int len) const {
+        return std::all_of(frac.get(), frac.get() + len, [](float f) { return f == 0.0f; });
+    }
 };
 
-// One source row interpolated to all destination columns, straight from the bytes. C is the number
-// of channels, or 0 for the one given.
-template <int C>
-void stretch_bytes(const u8* src, const bilinear_axis& columns, int dst_w, int channels,
+// One source row interpolated to the destination columns [x0, x1), straight from the bytes.
+void stretch_bytes(const u8* src, const bilinear_axis& columns, int x0, int x1, int channels,
                    float* out) {
-    const int n = C ? C : channels;
-    for (int x = 0; x < dst_w; ++x, out += n) {
+    for (int x = x0; x < x1; ++x, out += channels) {
         const u8* a = src + columns.left[std::size_t(x)];
         const u8* b = src + columns.right[std::size_t(x)];
         const float fx = columns.frac[std::size_t(x)];
-        for (int c = 0; c < n; ++c) out[c] = fx * float(b[c] - a[c]) + float(a[c]);
+        for (int c = 0; c < channels; ++c) out[c] = fx * float(b[c] - a[c]) + float(a[c]);
     }
 }
 
-// The same from samples that are floats already; `to_next` samples lie between neighbours. Pixels
-// of three are taken in groups of four, which is one vector: one sample more is read and one more
-// written than there are.
+// The same from samples that are floats already: samples[0] is the one at offset `first`, and
+// `to_next` lie between neighbours. Pixels of three are taken in groups of four, which is one
+// vector: one sample more is read and one more written than there are.
 template <int C>
-void stretch_floats(const float* samples, int to_next, const bilinear_axis& columns, int dst_w,
-                    float* out) {
-    constexpr int lanes = C + (C == 3);
+void stretch_floats(const float* samples, int first, int to_next, const bilinear_axis& columns,
+                    int x0, int x1, float* out) {
+    constexpr int lanes = 4;
     const int* const left = columns.left.get();
     const float* const frac = columns.frac.get();
-    for (int x = 0; x < dst_w; ++x, out += C) {
-        const float *a = samples + left[x], *b = a + to_next;
+    for (int x = x0; x < x1; ++x, out += C) {
+        const float *a = samples + (left[x] - first), *b = a + to_next;
         float group[lanes];
         for (int c = 0; c < lanes; ++c) group[c] = frac[x] * (b[c] - a[c]) + a[c];
         std::memcpy(out, group, sizeof group);
     }
 }
 
-// Interpolates source rows of bytes to the destination's columns. Where most source samples take
-// part, each is made a float once for the row.
+DSCM_KERNEL void to_floats(const u8* bytes, std::ptrdiff_t n, float* out) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = float(bytes[i]);
+}
+
+// pairs: n times a left and a right neighbour.
+DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, int n, float* out) {
+    for (int i = 0; i < n; ++i)
+        out[i] = frac[i] * float(pairs[2 * i + 1] - pairs[2 * i]) + float(pairs[2 * i]);
+}
+
+#ifdef DSCM_HAS_AVX2
+DSCM_AVX2 void to_floats_avx2(const u8* bytes, std::ptrdiff_t n, float* out) {
+    to_floats(bytes, n, out);
+}
+DSCM_AVX2 void mix_pairs_avx2(const u8* pairs, const float* frac, int n, float* out) {
+    mix_pairs(pairs, frac, n, out);
+}
+#endif
+
+void to_floats_best(const u8* bytes, std::ptrdiff_t n, float* out) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return to_floats_avx2(bytes, n, out);
+#endif
+    to_floats(bytes, n, out);
+}
+
+void mix_pairs_best(const u8* pairs, const float* frac, int n, float* out) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return mix_pairs_avx2(pairs, frac, n, out);
+#endif
+    mix_pairs(pairs, frac, n, out);
+}
+
+// Interpolates source rows of bytes to the destination's columns, as many columns at a time as let
+// what lies between the steps stay in the first-level cache.
 class row_stretcher {
   public:
     static constexpr int spare = 1;  // floats that may be written after the last
@@ -87,34 +130,52 @@ class row_stretcher {
         : columns_(columns),
           dst_w_(dst_w),
           channels_(channels),
-          used_(std::ptrdiff_t(columns.right[std::size_t(dst_w) - 1]) + channels) {
-        const bool grouped = channels == 1 || channels == 3 || channels == 4;
-        if (!grouped || used_ / 5 > std::ptrdiff_t(dst_w) * channels) return;
-        samples_ = make_scratch<float>(used_ + spare);
-        samples_[std::size_t(used_)] = 0.0f;
+          to_next_(columns.right[0] - columns.left[0]) {
+        // Where most samples are passed over, making them floats costs more than it saves.
+        const std::ptrdiff_t used = columns.right[std::size_t(dst_w) - 1] + channels;
+        if ((channels == 3 || channels == 4) && used / 16 <= std::ptrdiff_t(dst_w) * channels)
+            samples_ = make_scratch<float>(used + spare);
     }
 
     // dst_w * channels floats.
     void operator()(const u8* src, float* out) const {
-        if (!samples_) {
-            const auto stretch = channels_ == 1   ? stretch_bytes<1>
-                                 : channels_ == 3 ? stretch_bytes<3>
-                                                  : stretch_bytes<0>;
-            return stretch(src, columns_, dst_w_, channels_, out);
+        for (int x0 = 0; x0 < dst_w_;) {
+            const int x1 = x0 + std::min(block, dst_w_ - x0);
+            float* const to = out + std::ptrdiff_t(x0) * channels_;
+            if (channels_ == 1 && to_next_ == 1)
+                stretch_pairs(src, x0, x1, to);
+            else if (samples_)
+                stretch_samples(src, x0, x1, to);
+            else
+                stretch_bytes(src, columns_, x0, x1, channels_, to);
+            x0 = x1;
         }
-        float* const samples = samples_.get();
-        for (std::ptrdiff_t i = 0; i < used_; ++i) samples[i] = float(src[i]);
-        const auto stretch = channels_ == 1   ? stretch_floats<1>
-                             : channels_ == 3 ? stretch_floats<3>
-                                              : stretch_floats<4>;
-        stretch(samples, columns_.right[0] - columns_.left[0], columns_, dst_w_, out);
     }
 
   private:
+    static constexpr int block = 128;
+
+    // Bytes side by side: both neighbours are one move.
+    void stretch_pairs(const u8* src, int x0, int x1, float* out) const {
+        u8 pairs[2 * block];
+        gather_row<2>(src, columns_.left.get() + x0, pairs, x1 - x0, 2);
+        mix_pairs_best(pairs, columns_.frac.get() + x0, x1 - x0, out);
+    }
+
+    // Every sample is made a float once for the row.
+    void stretch_samples(const u8* src, int x0, int x1, float* out) const {
+        float* const samples = samples_.get();
+        const int first = columns_.left[std::size_t(x0)];
+        const int n = columns_.right[std::size_t(x1) - 1] + channels_ - first;
+        to_floats_best(src + first, n, samples);
+        samples[n] = 0.0f;
+        const auto stretch = channels_ == 3 ? stretch_floats<3> : stretch_floats<4>;
+        stretch(samples, first, to_next_, columns_, x0, x1, out);
+    }
+
     const bilinear_axis& columns_;
-    int dst_w_, channels_;
-    std::ptrdiff_t used_;     // samples of a row that are looked at
-    scratch<float> samples_;  // null: bytes are taken as they are
+    const int dst_w_, channels_, to_next_;
+    scratch<float> samples_;
 };
 
 // n samples with nothing between them.
@@ -213,18 +274,27 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
     float* top = lines.get();
     float* bottom = top + samples + stretch.spare;
     int top_row = -1, bottom_row = -1;  // the source rows that the two lines hold
+    const bool on_columns = columns.on_samples(dst_w);
     for (int y = 0; y < dst_h; ++y) {
-        const int want_top = rows.left[std::size_t(y)], want_bottom = rows.right[std::size_t(y)];
+        const float fy = rows.frac[std::size_t(y)];
+        const int want_top = rows.left[std::size_t(y)];
+        const int want_bottom = fy == 0.0f ? want_top : rows.right[std::size_t(y)];
+        u8* const out = dst + std::ptrdiff_t(y) * dst_stride;
+        if (on_columns && want_bottom == want_top) {
+            gather_row(src + std::ptrdiff_t(want_top) * src_stride, columns.left.get(), out, dst_w,
+                       dst_pixel_step, channels);
+            continue;
+        }
         if (want_top == bottom_row) {
             std::swap(top, bottom);
             std::swap(top_row, bottom_row);
         }
         if (want_top != top_row)
             stretch(src + std::ptrdiff_t(top_row = want_top) * src_stride, top);
-        if (want_bottom != bottom_row)
+        if (want_bottom != want_top && want_bottom != bottom_row)
             stretch(src + std::ptrdiff_t(bottom_row = want_bottom) * src_stride, bottom);
-        blend_rows(top, bottom, rows.frac[std::size_t(y)], dst + std::ptrdiff_t(y) * dst_stride,
-                   dst_w, dst_pixel_step, channels);
+        blend_rows(top, want_bottom == want_top ? top : bottom, fy, out, dst_w, dst_pixel_step,
+                   channels);
     }
 }
 
