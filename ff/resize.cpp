@@ -59,20 +59,9 @@ struct bilinear_axis {
     }
 };
 
-// One source row interpolated to the destination columns [x0, x1), straight from the bytes.
-void stretch_bytes(const u8* src, const bilinear_axis& columns, int x0, int x1, int channels,
-                   float* out) {
-    for (int x = x0; x < x1; ++x, out += channels) {
-        const u8* a = src + columns.left[std::size_t(x)];
-        const u8* b = src + columns.right[std::size_t(x)];
-        const float fx = columns.frac[std::size_t(x)];
-        for (int c = 0; c < channels; ++c) out[c] = fx * float(b[c] - a[c]) + float(a[c]);
-    }
-}
-
-// The same from samples that are floats already: samples[0] is the one at offset `first`, and
-// `to_next` lie between neighbours. Pixels of three are taken in groups of four, which is one
-// vector: one sample more is read and one more written than there are.
+// The destination columns [x0, x1) of a row from samples that are floats already: samples[0] is the
+// one at offset `first`, and `to_next` lie between neighbours. Pixels of three are taken in groups
+// of four, which is one vector: one sample more is read and one more written than there are.
 template <int C>
 void stretch_floats(const float* samples, int first, int to_next, const bilinear_axis& columns,
                     int x0, int x1, float* out) {
@@ -91,6 +80,13 @@ DSCM_KERNEL void to_floats(const u8* bytes, std::ptrdiff_t n, float* out) {
     for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = float(bytes[i]);
 }
 
+// Samples between left[i] and right[i].
+DSCM_KERNEL void mix(const u8* left, const u8* right, const float* frac, std::ptrdiff_t n,
+                     float* out) {
+    for (std::ptrdiff_t i = 0; i < n; ++i)
+        out[i] = frac[i] * float(right[i] - left[i]) + float(left[i]);
+}
+
 // pairs: n times a left and a right neighbour.
 DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, int n, float* out) {
     for (int i = 0; i < n; ++i)
@@ -100,6 +96,10 @@ DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, int n, float* out
 #ifdef DSCM_HAS_AVX2
 DSCM_AVX2 void to_floats_avx2(const u8* bytes, std::ptrdiff_t n, float* out) {
     to_floats(bytes, n, out);
+}
+DSCM_AVX2 void mix_avx2(const u8* left, const u8* right, const float* frac, std::ptrdiff_t n,
+                        float* out) {
+    mix(left, right, frac, n, out);
 }
 DSCM_AVX2 void mix_pairs_avx2(const u8* pairs, const float* frac, int n, float* out) {
     mix_pairs(pairs, frac, n, out);
@@ -111,6 +111,13 @@ void to_floats_best(const u8* bytes, std::ptrdiff_t n, float* out) {
     if (cpu_has_avx2()) return to_floats_avx2(bytes, n, out);
 #endif
     to_floats(bytes, n, out);
+}
+
+void mix_best(const u8* left, const u8* right, const float* frac, std::ptrdiff_t n, float* out) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return mix_avx2(left, right, frac, n, out);
+#endif
+    mix(left, right, frac, n, out);
 }
 
 void mix_pairs_best(const u8* pairs, const float* frac, int n, float* out) {
@@ -131,10 +138,19 @@ class row_stretcher {
           dst_w_(dst_w),
           channels_(channels),
           to_next_(columns.right[0] - columns.left[0]) {
+        if (pairs()) return;
+        const std::ptrdiff_t used =
+            std::ptrdiff_t(columns.right[std::size_t(dst_w) - 1]) + channels;
+        const std::ptrdiff_t samples = std::ptrdiff_t(dst_w) * channels;
         // Where most samples are passed over, making them floats costs more than it saves.
-        const std::ptrdiff_t used = columns.right[std::size_t(dst_w) - 1] + channels;
-        if ((channels == 3 || channels == 4) && used / 16 <= std::ptrdiff_t(dst_w) * channels)
+        if ((channels == 3 || channels == 4) && used / 4 <= samples) {
             samples_ = make_scratch<float>(used + spare);
+            return;
+        }
+        neighbours_ = make_scratch<u8>(2 * block, channels);
+        frac_ = make_scratch<float>(samples);
+        for (std::ptrdiff_t i = 0; i < samples; ++i)
+            frac_[std::size_t(i)] = columns.frac[std::size_t(i / channels)];
     }
 
     // dst_w * channels floats.
@@ -142,12 +158,12 @@ class row_stretcher {
         for (int x0 = 0; x0 < dst_w_;) {
             const int x1 = x0 + std::min(block, dst_w_ - x0);
             float* const to = out + std::ptrdiff_t(x0) * channels_;
-            if (channels_ == 1 && to_next_ == 1)
+            if (pairs())
                 stretch_pairs(src, x0, x1, to);
             else if (samples_)
                 stretch_samples(src, x0, x1, to);
             else
-                stretch_bytes(src, columns_, x0, x1, channels_, to);
+                stretch_apart(src, x0, x1, to);
             x0 = x1;
         }
     }
@@ -156,6 +172,7 @@ class row_stretcher {
     static constexpr int block = 128;
 
     // Bytes side by side: both neighbours are one move.
+    bool pairs() const { return channels_ == 1 && to_next_ == 1; }
     void stretch_pairs(const u8* src, int x0, int x1, float* out) const {
         u8 pairs[2 * block];
         gather_row<2>(src, columns_.left.get() + x0, pairs, x1 - x0, 2);
@@ -173,9 +190,20 @@ class row_stretcher {
         stretch(samples, first, to_next_, columns_, x0, x1, out);
     }
 
+    // Few samples of many, and pixels of other sizes: only the neighbours are taken.
+    void stretch_apart(const u8* src, int x0, int x1, float* out) const {
+        const std::ptrdiff_t n = std::ptrdiff_t(x1 - x0) * channels_;
+        u8 *const left = neighbours_.get(), *const right = left + n;
+        gather_row(src, columns_.left.get() + x0, left, x1 - x0, channels_, channels_);
+        gather_row(src, columns_.right.get() + x0, right, x1 - x0, channels_, channels_);
+        mix_best(left, right, frac_.get() + std::ptrdiff_t(x0) * channels_, n, out);
+    }
+
     const bilinear_axis& columns_;
     const int dst_w_, channels_, to_next_;
-    scratch<float> samples_;
+    scratch<float> samples_;  // stretch_samples
+    scratch<u8> neighbours_;  // stretch_apart
+    scratch<float> frac_;     // stretch_apart: of every sample
 };
 
 // n samples with nothing between them.

@@ -35,10 +35,10 @@ class forward_sums {
   private:
     void weigh(int y, const unsigned char* is_window, int x0, int x1);
 
+    weight_rows weights_{};  // of windows of the current row
     const int w_, h_;
     const std::ptrdiff_t plane_;
     colour_rows colours_;
-    weight_rows weights_{};  // of windows of the current row
     ff::scratch<double> buffer_;
     double* complete_;  // forward_count planes
     double* begun_;     // two planes for the row below the current one, seven for the current
