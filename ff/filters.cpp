@@ -286,7 +286,7 @@ template <class S, class Use>
 void for_each_run_of_sums(const S* src, int stride, int channels, const window& win, Use use) {
     const std::ptrdiff_t wide = std::ptrdiff_t(win.x.before) + win.x.n + win.x.after;
     const std::ptrdiff_t n = wide * channels;
-    constexpr int margin = 3;
+    constexpr std::ptrdiff_t margin = 3;
     const auto buffer = make_scratch<std::uint32_t>(n + 2 * margin);
     const auto prefix = make_scratch<std::uint32_t>(n + channels + margin);
     std::uint32_t* const columns = buffer.get() + margin;

@@ -88,8 +88,8 @@ DSCM_KERNEL void mix(const u8* left, const u8* right, const float* frac, std::pt
 }
 
 // pairs: n times a left and a right neighbour.
-DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, int n, float* out) {
-    for (int i = 0; i < n; ++i)
+DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, std::ptrdiff_t n, float* out) {
+    for (std::ptrdiff_t i = 0; i < n; ++i)
         out[i] = frac[i] * float(pairs[2 * i + 1] - pairs[2 * i]) + float(pairs[2 * i]);
 }
 
@@ -101,7 +101,7 @@ DSCM_AVX2 void mix_avx2(const u8* left, const u8* right, const float* frac, std:
                         float* out) {
     mix(left, right, frac, n, out);
 }
-DSCM_AVX2 void mix_pairs_avx2(const u8* pairs, const float* frac, int n, float* out) {
+DSCM_AVX2 void mix_pairs_avx2(const u8* pairs, const float* frac, std::ptrdiff_t n, float* out) {
     mix_pairs(pairs, frac, n, out);
 }
 #endif
@@ -120,7 +120,7 @@ void mix_best(const u8* left, const u8* right, const float* frac, std::ptrdiff_t
     mix(left, right, frac, n, out);
 }
 
-void mix_pairs_best(const u8* pairs, const float* frac, int n, float* out) {
+void mix_pairs_best(const u8* pairs, const float* frac, std::ptrdiff_t n, float* out) {
 #ifdef DSCM_HAS_AVX2
     if (cpu_has_avx2()) return mix_pairs_avx2(pairs, frac, n, out);
 #endif
@@ -147,7 +147,7 @@ class row_stretcher {
             samples_ = make_scratch<float>(used + spare);
             return;
         }
-        neighbours_ = make_scratch<u8>(2 * block, channels);
+        neighbours_ = make_scratch<u8>(2 * std::ptrdiff_t(block), channels);
         frac_ = make_scratch<float>(samples);
         for (std::ptrdiff_t i = 0; i < samples; ++i)
             frac_[std::size_t(i)] = columns.frac[std::size_t(i / channels)];
