@@ -11,7 +11,7 @@ namespace matting {
 // and being gathered, on lines of their own.
 struct weight_rows {
     static constexpr int windows = 64;
-    static constexpr int pitch = windows + 8;  // an odd number of cache lines
+    static constexpr std::ptrdiff_t pitch = windows + 8;  // an odd number of cache lines
     alignas(64) double pair[pair_count][pitch];
 };
 
