@@ -174,9 +174,9 @@ class row_stretcher {
     // Bytes side by side: both neighbours are one move.
     bool pairs() const { return channels_ == 1 && to_next_ == 1; }
     void stretch_pairs(const u8* src, int x0, int x1, float* out) const {
-        u8 pairs[2 * block];
-        gather_row<2>(src, columns_.left.get() + x0, pairs, x1 - x0, 2);
-        mix_pairs_best(pairs, columns_.frac.get() + x0, x1 - x0, out);
+        u8 both[2 * block];
+        gather_row<2>(src, columns_.left.get() + x0, both, x1 - x0, 2);
+        mix_pairs_best(both, columns_.frac.get() + x0, x1 - x0, out);
     }
 
     // Every sample is made a float once for the row.

@@ -71,10 +71,9 @@ DSCM_KERNEL void invert(const symmetric& m, symmetric& inverse) {
 // r) is off by less than two units, hence 8q and v lie within a factor of 2 of each other, v - 8q
 // and q as well, and both differences are exact, e = v - 9q; q + e r is off by less than 2^-50
 // units.
-template <bool Fused>
-DSCM_KERNEL double ninth(double v) {
+DSCM_KERNEL double ninth(double v, bool fused) {
     constexpr double r = 1.0 / 9.0, s = ((1.0 - 8.0 * r) - r) / 9.0;
-    if constexpr (Fused) return std::fma(v, r, v * s);
+    if (fused) return std::fma(v, r, v * s);
     const double q = v * r;
     return q + ((v - 8.0 * q) - q) * r;
 }
@@ -112,26 +111,24 @@ DSCM_KERNEL void fill_strip(const float* const* rows, std::ptrdiff_t channel, in
 }
 
 // The ninth of the sum over three columns.
-template <bool Fused>
-DSCM_KERNEL double mean(const double* columns) {
-    return ninth<Fused>(columns[0] + columns[1] + columns[2]);
+DSCM_KERNEL double mean(const double* columns, bool fused) {
+    return ninth(columns[0] + columns[1] + columns[2], fused);
 }
 
 // Colours less their means, and the covariances with epsilon on their diagonal, of the windows
 // whose left columns are x, x + 1, ...
-template <bool Fused>
-DSCM_KERNEL void centre(const strip& t, int x, window_colours& c, symmetric& s) {
+DSCM_KERNEL void centre(const strip& t, int x, bool fused, window_colours& c, symmetric& s) {
     lane mb, mg, mr;
     for (int l = 0; l < lanes; ++l) {
-        mb[l] = mean<Fused>(t.sum[0] + x + l);
-        mg[l] = mean<Fused>(t.sum[1] + x + l);
-        mr[l] = mean<Fused>(t.sum[2] + x + l);
-        s.xx[l] = mean<Fused>(t.product[0] + x + l) - mb[l] * mb[l] + epsilon;
-        s.xy[l] = mean<Fused>(t.product[1] + x + l) - mb[l] * mg[l];
-        s.xz[l] = mean<Fused>(t.product[2] + x + l) - mb[l] * mr[l];
-        s.yy[l] = mean<Fused>(t.product[3] + x + l) - mg[l] * mg[l] + epsilon;
-        s.yz[l] = mean<Fused>(t.product[4] + x + l) - mg[l] * mr[l];
-        s.zz[l] = mean<Fused>(t.product[5] + x + l) - mr[l] * mr[l] + epsilon;
+        mb[l] = mean(t.sum[0] + x + l, fused);
+        mg[l] = mean(t.sum[1] + x + l, fused);
+        mr[l] = mean(t.sum[2] + x + l, fused);
+        s.xx[l] = mean(t.product[0] + x + l, fused) - mb[l] * mb[l] + epsilon;
+        s.xy[l] = mean(t.product[1] + x + l, fused) - mb[l] * mg[l];
+        s.xz[l] = mean(t.product[2] + x + l, fused) - mb[l] * mr[l];
+        s.yy[l] = mean(t.product[3] + x + l, fused) - mg[l] * mg[l] + epsilon;
+        s.yz[l] = mean(t.product[4] + x + l, fused) - mg[l] * mr[l];
+        s.zz[l] = mean(t.product[5] + x + l, fused) - mr[l] * mr[l] + epsilon;
     }
     for (int row = 0, k = 0; row < 3; ++row)
         for (int column = 0; column < 3; ++column, ++k) {
@@ -146,11 +143,11 @@ DSCM_KERNEL void centre(const strip& t, int x, window_colours& c, symmetric& s) 
         }
 }
 
-template <bool Fused>
-DSCM_KERNEL void weigh_lanes(const strip& t, int x, double* weights, std::ptrdiff_t plane) {
+DSCM_KERNEL void weigh_lanes(const strip& t, int x, bool fused, double* weights,
+                             std::ptrdiff_t plane) {
     window_colours c, v;  // v: S^-1 (I_j - mu)
     symmetric s, q;
-    centre<Fused>(t, x, c, s);
+    centre(t, x, fused, c, s);
     invert(s, q);
     for (int k = 1; k < window_size; ++k)
         for (int l = 0; l < lanes; ++l) {
@@ -161,23 +158,23 @@ DSCM_KERNEL void weigh_lanes(const strip& t, int x, double* weights, std::ptrdif
     for (int i = 0; i < window_size; ++i)
         for (int j = i + 1; j < window_size; ++j, weights += plane)
             for (int l = 0; l < lanes; ++l)
-                weights[l] = ninth<Fused>(
-                    1.0 + (c.b[i][l] * v.b[j][l] + c.g[i][l] * v.g[j][l] + c.r[i][l] * v.r[j][l]));
+                weights[l] = ninth(
+                    1.0 + (c.b[i][l] * v.b[j][l] + c.g[i][l] * v.g[j][l] + c.r[i][l] * v.r[j][l]),
+                    fused);
 }
 
 // n: at most strip::windows.
-template <bool Fused>
-DSCM_KERNEL void weigh(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
-                       std::ptrdiff_t plane) {
+DSCM_KERNEL void weigh(const float* const* rows, std::ptrdiff_t channel, int n, bool fused,
+                       double* weights, std::ptrdiff_t plane) {
     strip s;
     fill_strip(rows, channel, ((n + lanes - 1) / lanes * lanes + 2 + 7) / 8 * 8, s);
-    for (int x = 0; x < n; x += lanes) weigh_lanes<Fused>(s, x, weights + x, plane);
+    for (int x = 0; x < n; x += lanes) weigh_lanes(s, x, fused, weights + x, plane);
 }
 
 #ifdef DSCM_HAS_AVX2
 DSCM_AVX2 void weigh_avx2(const float* const* rows, std::ptrdiff_t channel, int n, double* weights,
                           std::ptrdiff_t plane) {
-    weigh<true>(rows, channel, n, weights, plane);
+    weigh(rows, channel, n, true, weights, plane);
 }
 #endif
 
@@ -220,7 +217,7 @@ void pair_weights(const colour_rows& colours, int x, int y, int n, double* weigh
             continue;
         }
 #endif
-        weigh<fused_by_default>(rows, colours.channel(), count, weights + done, plane);
+        weigh(rows, colours.channel(), count, fused_by_default, weights + done, plane);
     }
 }
 
@@ -240,12 +237,12 @@ colour_rows::colour_rows(const unsigned char* image, int w, int h, int stride)
 void colour_rows::convert(int y, int x0, int x1) {
     x0 = std::max(x0, 0) / block * block;
     x1 = std::min(x1, w_);
-    for (int row = y; row < std::min(y + 3, h_); ++row) {
-        const unsigned char* const pixels = image_ + row * stride_;
-        float* const colours = rows_.get() + row % 3 * (3 * channel_) + margin;
-        int* const converted = converted_.get() + row % 3 * std::ptrdiff_t(blocks_);
+    for (int from = y; from < std::min(y + 3, h_); ++from) {
+        const unsigned char* const pixels = image_ + from * stride_;
+        float* const colours = rows_.get() + from % 3 * (3 * channel_) + margin;
+        int* const converted = converted_.get() + from % 3 * std::ptrdiff_t(blocks_);
         for (int x = x0; x < x1; x += block) {
-            if (std::exchange(converted[x / block], row) == row) continue;
+            if (std::exchange(converted[x / block], from) == from) continue;
             convert_any(pixels + 3 * std::ptrdiff_t(x), std::min(block, w_ - x), colours + x,
                         channel_);
         }
