@@ -307,8 +307,9 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
         const float fy = rows.frac[std::size_t(y)];
         const int want_top = rows.left[std::size_t(y)];
         const int want_bottom = fy == 0.0f ? want_top : rows.right[std::size_t(y)];
+        const bool on_row = want_bottom == want_top;
         u8* const out = dst + std::ptrdiff_t(y) * dst_stride;
-        if (on_columns && want_bottom == want_top) {
+        if (on_columns && on_row) {
             gather_row(src + std::ptrdiff_t(want_top) * src_stride, columns.left.get(), out, dst_w,
                        dst_pixel_step, channels);
             continue;
@@ -319,10 +320,9 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
         }
         if (want_top != top_row)
             stretch(src + std::ptrdiff_t(top_row = want_top) * src_stride, top);
-        if (want_bottom != want_top && want_bottom != bottom_row)
+        if (!on_row && want_bottom != bottom_row)
             stretch(src + std::ptrdiff_t(bottom_row = want_bottom) * src_stride, bottom);
-        blend_rows(top, want_bottom == want_top ? top : bottom, fy, out, dst_w, dst_pixel_step,
-                   channels);
+        blend_rows(top, on_row ? top : bottom, fy, out, dst_w, dst_pixel_step, channels);
     }
 }
 
