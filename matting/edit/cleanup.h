@@ -8,7 +8,7 @@
 
 // Soft erosion of the matte's boundary: each pixel's mean over size x size (an even size acts as
 // the next odd one, a size below 1 copies src to dst) relative to the maximum around it is raised
-// to a power of 1 to 2. src may be dst.
+// to a power of 1 to 2. src may be dst; otherwise they must not overlap.
 DSCM_API void mat_smooth_boundary(const unsigned char* src, int width, int height, int src_stride,
                                   unsigned char* dst, int dst_stride, int size);
 

@@ -2,8 +2,9 @@
 //
 // With m the mean of a small window, M and N the extrema of a window that grows with the picture,
 // erosion gives M (m / M)^e with an exponent of 1 to 2 that is larger where the window touches
-// background, dilation M (1 - (1 - m / M)^2). Single precision, as powf takes it. Three planes of
-// scratch (6 bytes a pixel); powf only runs where 0 < m < M.
+// background, dilation M (1 - (1 - m / M)^2). Single precision, as powf takes it. Scratch: a byte a
+// pixel for each extremum, and an int for means of windows wider than 3; powf only runs where
+// 0 < m < M.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -55,16 +56,51 @@ void mean_row_3x3(const u8* above, const u8* row, const u8* below, int width, in
     out[width - 1] = int((3 * column(width - 1) + 4) / 9);
 }
 
+// The 3 x 3 mean of row y of a picture.
+void mean_row_at(const u8* src, int width, int height, int stride, int y, int* out) {
+    const auto row = [=](int i) {
+        return src + std::ptrdiff_t(std::clamp(i, 0, height - 1)) * stride;
+    };
+    mean_row_3x3(row(y - 1), row(y), row(y + 1), width, out);
+}
+
+// Means of a picture row by row, from the top down. Each row may be written over once its means
+// have been handed out.
+class row_means {
+  public:
+    row_means(const u8* src, int width, int height, int stride, int size)
+        : src_(src), width_(width), height_(height), stride_(stride), ahead_(size == 3) {
+        plane_ = ff::make_scratch<int>(width, ahead_ ? 2 : height);
+        if (ahead_)
+            take_row(0);
+        else
+            ff::ipf_mean_filter(src, width, height, stride, 1, plane_.get(), width, nullptr, 0,
+                                size, size, nullptr);
+    }
+
+    // A 3 x 3 mean is taken a row ahead: it needs the row above as it was.
+    const int* row(int y) {
+        if (ahead_ && y + 1 < height_) take_row(y + 1);
+        return place(y);
+    }
+
+  private:
+    int* place(int y) { return plane_.get() + std::ptrdiff_t(ahead_ ? y & 1 : y) * width_; }
+    void take_row(int y) { mean_row_at(src_, width_, height_, stride_, y, place(y)); }
+
+    const u8* src_;
+    int width_, height_, stride_;
+    bool ahead_;
+    ff::scratch<int> plane_;  // of all rows, or the two last taken
+};
+
 }  // namespace
 
 void mean_filter_3x3(const unsigned char* src, int width, int height, int src_stride, int* dst,
                      int dst_stride) {
     if (!src || !dst || width < 1 || height < 1) return;
-    const auto row = [=](int y) {
-        return src + std::ptrdiff_t(std::clamp(y, 0, height - 1)) * src_stride;
-    };
     for (int y = 0; y < height; ++y)
-        mean_row_3x3(row(y - 1), row(y), row(y + 1), width, dst + std::ptrdiff_t(y) * dst_stride);
+        mean_row_at(src, width, height, src_stride, y, dst + std::ptrdiff_t(y) * dst_stride);
 }
 
 void _erode_dilate(const unsigned char* src, int width, int height, int src_stride,
@@ -75,14 +111,9 @@ void _erode_dilate(const unsigned char* src, int width, int height, int src_stri
         return;
     }
     size |= 1;
-    const auto mean = ff::make_scratch<int>(width, height);
+    row_means mean(src, width, height, src_stride, size);
     const auto most = ff::make_scratch<u8>(width, height);
     const auto least = ff::make_scratch<u8>(smooth ? width : 0, height);
-    if (size == 3)
-        mean_filter_3x3(src, width, height, src_stride, mean.get(), width);
-    else
-        ff::ipf_mean_filter(src, width, height, src_stride, 1, mean.get(), width, nullptr, 0, size,
-                            size, nullptr);
     const int k = extremum_window(width, height);
     ff::ipf_max_filter(src, width, height, src_stride, 1, most.get(), width, k, 1, nullptr);
     if (smooth)
@@ -90,7 +121,7 @@ void _erode_dilate(const unsigned char* src, int width, int height, int src_stri
 
     for (int y = 0; y < height; ++y) {
         const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
-        const int* m = mean.get() + row;
+        const int* m = mean.row(y);
         const u8* top = most.get() + row;
         u8* out = dst + std::ptrdiff_t(y) * dst_stride;
         if (smooth)

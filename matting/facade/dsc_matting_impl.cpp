@@ -16,7 +16,7 @@
 #include "matting/solver/mat_solve.h"
 #include "matting/solver/mat_system.h"
 #include "matting/trimap/distance_transform.h"
-#include "matting/trimap/trimap.h"
+#include "matting/trimap/in_place.h"
 
 namespace {
 
@@ -65,6 +65,7 @@ void DSCMattingImpl::Init(const u8* img, int w, int h, int stride, const u8* seg
         image.Reset(w, h, colour_format, row_alignment);
         ff::ipf_memcpy_2d(img, 3 * w, h, stride, image.data, image.stride);
         alpha.Reset(w, h, grey_format, row_alignment);
+        up_index = ff::make_scratch<int>(std::ptrdiff_t(w) * h, 2);
         if (seg) {
             take_segmentation(img, stride, seg, seg_stride,
                               {max_band, band_scale, step, low_contrast, high_contrast, min_band});
@@ -93,9 +94,11 @@ void DSCMattingImpl::forget() {
 void DSCMattingImpl::take_segmentation(const u8* img, int stride, const u8* seg, int seg_stride,
                                        const trimap_settings& s) {
     seg_trimap.Reset(width, height, grey_format, row_alignment);
-    MakeTrimapFromSegRes(img, width, height, stride, seg, seg_stride, seg_trimap.data,
-                         seg_trimap.stride, s.max_band, s.band_scale, s.step, s.low_contrast,
-                         s.high_contrast, s.min_band);
+    // The memory of the tables, which are not filled yet, serves as scratch.
+    trimap::draw_by_contrast({img, width, height, stride, seg, seg_stride, std::max(s.step, 1),
+                              trimap::squared_contrast(s.low_contrast),
+                              trimap::squared_contrast(s.high_contrast), s.min_band, s.max_band},
+                             s.band_scale, seg_trimap.data, seg_trimap.stride, up_index.get());
     InvertMatte(seg_trimap.data, width, height, seg_trimap.stride);
     ff::ipf_memcpy_2d(seg_trimap.data, width, height, seg_trimap.stride, alpha.data, alpha.stride);
 }
@@ -135,7 +138,6 @@ bool DSCMattingImpl::can_solve() const {
 void DSCMattingImpl::make_tables() {
     const auto pixels = std::ptrdiff_t(width) * height;
     up_weights = ff::make_scratch<short>(pixels);
-    up_index = ff::make_scratch<int>(pixels, 2);
     std::fill_n(up_index.get(), 2 * pixels, -1);
     if (!can_solve()) return;
     usam_calc_weights_8u_c3(image.data, width, height, image.stride, seg_trimap.data,

@@ -17,6 +17,7 @@
 #include "ff/filters.h"
 #include "ff/raster.h"
 #include "ff/scratch.h"
+#include "matting/trimap/in_place.h"
 
 namespace {
 
@@ -159,6 +160,14 @@ void transform_rows(float* grid, int w, int h, envelope& line) {
 
 }  // namespace
 
+void trimap::mark_sources(const unsigned char* mask, int w, int h, int stride, float* grid) {
+    for (int y = 0; y < h; ++y) {
+        const u8* row = mask + std::ptrdiff_t(y) * stride;
+        float* out = grid + std::ptrdiff_t(y) * w;
+        for (int x = 0; x < w; ++x) out[x] = row[x] ? infinite : 0.0f;
+    }
+}
+
 float* DistanceTransform1D(float* f, int n) {
     auto out = ff::make_scratch<float>(std::max(n, 0));
     if (f && n > 0) envelope(n).transform(f, 0, n, out.get());
@@ -176,12 +185,7 @@ void DistanceTransform(float* grid, int w, int h) {
 
 float* DPLMatting_MakeDTInput(const unsigned char* mask, int w, int h, int stride) {
     auto grid = ff::make_scratch<float>(std::max(w, 0), std::max(h, 0));
-    if (mask && w > 0)
-        for (int y = 0; y < h; ++y) {
-            const u8* row = mask + std::ptrdiff_t(y) * stride;
-            float* out = grid.get() + std::ptrdiff_t(y) * w;
-            for (int x = 0; x < w; ++x) out[x] = row[x] ? infinite : 0.0f;
-        }
+    if (mask && w > 0) trimap::mark_sources(mask, w, h, stride, grid.get());
     return grid.release();
 }
 

@@ -4,7 +4,8 @@
 // squares around the boundary pixels. The union is drawn with a difference raster: each square adds
 // at its corners, and one pass of running sums finds the covered pixels. So the cost is linear in
 // the pixels and boundary pixels however wide the band (the contrast search aside). Scratch: 8
-// bytes a pixel at a time, and 8 a run or region.
+// bytes a pixel, and 8 a run or region. Distances and differences share a plane: the kernel hands
+// out and clears every page that a process has not had yet, which costs as much as a pass over it.
 #include "matting/trimap/trimap.h"
 
 #include <algorithm>
@@ -17,11 +18,11 @@
 #include "ff/scratch.h"
 #include "matting/trimap/contrast_search.h"
 #include "matting/trimap/distance_transform.h"
+#include "matting/trimap/in_place.h"
 
 namespace {
 
 using ff::make_scratch;
-using ff::scratch;
 using u8 = unsigned char;
 
 constexpr u8 subject = 255;
@@ -97,16 +98,16 @@ int band_of(float largest, double band_scale, int max_band) {
     return int(std::clamp(width, -2147483648.0, double(max_band)));
 }
 
-// Half-widths per label, from the labels and the distances of the segmentation.
+// Half-widths per label, from the labels and the distances of the segmentation, which end in grid.
 std::vector<int> band_widths(const u8* seg, int w, int h, int seg_stride, const int* labels, int n,
-                             int max_band, double band_scale) {
-    const scratch<float> grid(DPLMatting_MakeDTInput(seg, w, h, seg_stride));
-    DistanceTransform(grid.get(), w, h);
+                             int max_band, double band_scale, float* grid) {
+    ::trimap::mark_sources(seg, w, h, seg_stride, grid);
+    DistanceTransform(grid, w, h);
     std::vector<float> largest(std::size_t(n), 0.0f);
     const std::ptrdiff_t pixels = std::ptrdiff_t(w) * h;
     for (std::ptrdiff_t i = 0; i < pixels; ++i) {
         float& of_label = largest[std::size_t(labels[i])];
-        if (of_label < grid[std::size_t(i)]) of_label = grid[std::size_t(i)];
+        if (of_label < grid[i]) of_label = grid[i];
     }
     std::vector<int> bands(std::size_t(n), 0);
     std::transform(largest.begin(), largest.end(), bands.begin(),
@@ -114,32 +115,50 @@ std::vector<int> band_widths(const u8* seg, int w, int h, int seg_stride, const 
     return bands;
 }
 
-// The trimap with square(x, y, half-width of the region) drawn around every boundary pixel.
+// The trimap with square(x, y, half-width of the region) drawn around every boundary pixel. work:
+// two planes of w x h ints.
 template <class Square>
 void make_trimap(const u8* seg, int w, int h, int seg_stride, u8* trimap, int trimap_stride,
-                 int max_band, double band_scale, Square square) {
-    const auto labels = make_scratch<int>(w, h);
-    const int n = ff::ipf_connected_component(seg, w, h, seg_stride, labels.get(), w);
+                 int max_band, double band_scale, int* work, Square square) {
+    const std::ptrdiff_t pixels = std::ptrdiff_t(w) * h;
+    int* const labels = work;
+    void* const plane = work + pixels;
+    const int n = ff::ipf_connected_component(seg, w, h, seg_stride, labels, w);
     if (n == 0) throw std::bad_alloc();
-    const auto bands = band_widths(seg, w, h, seg_stride, labels.get(), n, max_band, band_scale);
-    const auto differences = make_scratch<int>(w, h);
-    rectangle_union band(differences.get(), w, h);
-    for_each_boundary_pixel(seg, w, h, seg_stride, labels.get(), [&](int x, int y, int label) {
+    const auto bands = band_widths(seg, w, h, seg_stride, labels, n, max_band, band_scale,
+                                   new (plane) float[std::size_t(pixels)]);
+    rectangle_union band(new (plane) int[std::size_t(pixels)], w, h);
+    for_each_boundary_pixel(seg, w, h, seg_stride, labels, [&](int x, int y, int label) {
         band.add(square(dpl_pt2di{x, y}, bands[std::size_t(label)]));
     });
     ff::ipf_memcpy_2d(seg, w, h, seg_stride, trimap, trimap_stride);
     band.draw(trimap, trimap_stride, unknown_value);
 }
 
+}  // namespace
+
+namespace trimap {
+
 double squared_contrast(u8 per_channel) { return double(3 * per_channel * per_channel); }
 
-}  // namespace
+void draw_by_contrast(const contrast_settings& s, double band_scale, u8* out, int out_stride,
+                      int* work) {
+    contrast_search search(s);
+    make_trimap(s.seg, s.w, s.h, s.seg_stride, out, out_stride, s.max_band, band_scale, work,
+                [&](dpl_pt2di pt, int b) {
+                    const dpl_rect of_region = AdaRect_CCSz(pt, b, s.w, s.h);
+                    return square_around(pt, search.half_width(of_region), s.w, s.h);
+                });
+}
+
+}  // namespace trimap
 
 void MakeTrimapFromSegRes(const unsigned char* seg, int w, int h, int seg_stride,
                           unsigned char* trimap, int trimap_stride, int max_band,
                           double band_scale) {
     if (!seg || !trimap || w < 1 || h < 1) return;
-    make_trimap(seg, w, h, seg_stride, trimap, trimap_stride, max_band, band_scale,
+    const auto work = make_scratch<int>(std::ptrdiff_t(w) * h, 2);
+    make_trimap(seg, w, h, seg_stride, trimap, trimap_stride, max_band, band_scale, work.get(),
                 [=](dpl_pt2di pt, int b) { return AdaRect_CCSz(pt, b, w, h); });
 }
 
@@ -148,14 +167,11 @@ void MakeTrimapFromSegRes(const unsigned char* img, int w, int h, int img_stride
                           int trimap_stride, int max_band, double band_scale, int step,
                           unsigned char low_contrast, unsigned char high_contrast, int min_band) {
     if (!img || !seg || !trimap || w < 1 || h < 1) return;
-    ::trimap::contrast_search search({img, w, h, img_stride, seg, seg_stride, std::max(step, 1),
-                                      squared_contrast(low_contrast),
-                                      squared_contrast(high_contrast), min_band, max_band});
-    make_trimap(seg, w, h, seg_stride, trimap, trimap_stride, max_band, band_scale,
-                [&](dpl_pt2di pt, int b) {
-                    const dpl_rect of_region = AdaRect_CCSz(pt, b, w, h);
-                    return ::trimap::square_around(pt, search.half_width(of_region), w, h);
-                });
+    const auto work = make_scratch<int>(std::ptrdiff_t(w) * h, 2);
+    ::trimap::draw_by_contrast({img, w, h, img_stride, seg, seg_stride, std::max(step, 1),
+                                ::trimap::squared_contrast(low_contrast),
+                                ::trimap::squared_contrast(high_contrast), min_band, max_band},
+                               band_scale, trimap, trimap_stride, work.get());
 }
 
 void GetCCBndryPixels(const unsigned char* seg, int w, int h, int seg_stride, int* labels, int n,

@@ -156,7 +156,7 @@ TEST(Allocation, a_step_under_any_limit_throws_gives_up_or_works) {
             const bool usable = life.go_on() && life.alpha() == right;
             _exit(!clean || !usable ? wrong : !done ? threw : left == right ? worked : gave_up);
         }
-        EXPECT_GT(seen[threw], 3) << step.name;
+        EXPECT_GT(seen[threw], 1) << step.name;
         EXPECT_EQ(seen[gave_up] > 3, step.solves) << step.name;
     }
 }
