@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "ff/prefetch.h"
 #include "ff/scratch.h"
 
 namespace ff {
@@ -56,15 +57,10 @@ void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
         std::memcpy(dst, s, std::size_t(pixel_bytes));
 }
 
-// Fetches the beginning of a row that is read next, but not behind the one before it: processors
-// fetch ahead by themselves only once they have seen the first lines.
-void fetch_ahead(const u8* row, int row_bytes) {
-#if defined(__GNUC__)
-    constexpr int cache_line = 64, most = 16 * cache_line;
-    for (int i = 0; i < std::min(row_bytes, most); i += cache_line) __builtin_prefetch(row + i);
-#else
-    (void)row, (void)row_bytes;
-#endif
+// Fetches the beginning of a row that is read next, but does not follow the one before it.
+void fetch_row(const u8* row, int row_bytes) {
+    constexpr int most = 16 * cache_line;
+    for (int i = 0; i < std::min(row_bytes, most); i += cache_line) fetch_line(row, i);
 }
 
 // Turns column and row flags into a box; both flag arrays are non-empty.
@@ -133,7 +129,7 @@ void ipf_flip_vert(const void* src, int row_bytes, int rows, int src_stride, voi
     if (!src || !dst || row_bytes < 1) return;
     for (int y = rows - 1; y >= 0; --y) {
         const u8* row = row_at(src, y, src_stride);
-        if (y > 0) fetch_ahead(row - src_stride, row_bytes);
+        if (y > 0) fetch_row(row - src_stride, row_bytes);
         std::memcpy(row_at(dst, rows - 1 - y, dst_stride), row, std::size_t(row_bytes));
     }
 }

@@ -14,8 +14,10 @@
 #include <utility>
 
 #include "ff/multiversion.h"
+#include "ff/prefetch.h"
 #include "ff/raster.h"
 #include "ff/scratch.h"
+#include "ff/shuffle.h"
 
 namespace ff {
 namespace {
@@ -34,6 +36,25 @@ void gather_row(const u8* src, const int* offsets, u8* dst, int n, int dst_step,
     if (channels == 3) return gather_row<3>(src, offsets, dst, n, dst_step);
     for (int x = 0; x < n; ++x, dst += dst_step)
         std::memcpy(dst, src + offsets[x], std::size_t(channels));
+}
+
+// Pixels of three bytes and their next ones, which lie to_next further, to left and right. Three
+// bytes are moved as four, of which the next move writes over the last; not so those of the last
+// pixel of the source, behind which there may be nothing. Offsets ascend.
+void gather_neighbours(const u8* src, const int* offsets, int n, int to_next, u8* left, u8* right) {
+    constexpr std::ptrdiff_t size = 3;
+    constexpr int ahead = 2048;  // from what is read now, bytes
+    const int* const end = std::lower_bound(offsets, offsets + n, offsets[n - 1]);
+    const int* offset = offsets;
+    for (; offset < end; ++offset, left += size, right += size) {
+        fetch_line(src + *offset, ahead);
+        std::memcpy(left, src + *offset, size + 1);
+        std::memcpy(right, src + *offset + to_next, size + 1);
+    }
+    for (; offset < offsets + n; ++offset, left += size, right += size) {
+        std::memcpy(left, src + *offset, size);
+        std::memcpy(right, src + *offset + to_next, size);
+    }
 }
 
 // Positions and fractions of one axis of a bilinear resize, made safe for a source of one sample:
@@ -93,6 +114,18 @@ DSCM_KERNEL void mix_pairs(const u8* pairs, const float* frac, std::ptrdiff_t n,
         out[i] = frac[i] * float(pairs[2 * i + 1] - pairs[2 * i]) + float(pairs[2 * i]);
 }
 
+// Columns of single bytes whose neighbours one shuffle brings side by side.
+constexpr int group_columns = shuffle_width / 2;
+
+// pairs: left and right neighbour of every column of `groups` groups. places: for each group, where
+// in the 16 bytes from its first sample on they lie.
+DSCM_SHUFFLES void shuffle_groups(const u8* src, const int* left, const u8* places, int groups,
+                                  u8* pairs) {
+    for (; groups > 0;
+         --groups, left += group_columns, places += shuffle_width, pairs += shuffle_width)
+        shuffle_bytes(src + *left, places, pairs);
+}
+
 #ifdef DSCM_HAS_AVX2
 DSCM_AVX2 void to_floats_avx2(const u8* bytes, std::ptrdiff_t n, float* out) {
     to_floats(bytes, n, out);
@@ -138,9 +171,12 @@ class row_stretcher {
           dst_w_(dst_w),
           channels_(channels),
           to_next_(columns.right[0] - columns.left[0]) {
-        if (pairs()) return;
         const std::ptrdiff_t used =
             std::ptrdiff_t(columns.right[std::size_t(dst_w) - 1]) + channels;
+        if (pairs()) {
+            place_groups(used);
+            return;
+        }
         const std::ptrdiff_t samples = std::ptrdiff_t(dst_w) * channels;
         // Where most samples are passed over, making them floats costs more than it saves.
         if ((channels == 3 || channels == 4) && used / 4 <= samples) {
@@ -175,8 +211,32 @@ class row_stretcher {
     bool pairs() const { return channels_ == 1 && to_next_ == 1; }
     void stretch_pairs(const u8* src, int x0, int x1, float* out) const {
         u8 both[2 * block];
-        gather_row<2>(src, columns_.left.get() + x0, both, x1 - x0, 2);
+        const int shuffled =
+            std::clamp(shuffled_ - x0, 0, (x1 - x0) / group_columns * group_columns);
+        const int* const left = columns_.left.get() + x0;
+        shuffle_groups(src, left, places_.get() + 2 * std::ptrdiff_t(x0), shuffled / group_columns,
+                       both);
+        gather_row<2>(src, left + shuffled, both + std::ptrdiff_t(2) * shuffled, x1 - x0 - shuffled,
+                      2);
         mix_pairs_best(both, columns_.frac.get() + x0, x1 - x0, out);
+    }
+
+    // For as many groups, from the first column on, as find their neighbours within 16 bytes of a
+    // row of `used`: all but the last ones, unless the picture shrinks to less than half.
+    void place_groups(std::ptrdiff_t used) {
+        if (!can_shuffle()) return;
+        places_ = make_scratch<u8>(dst_w_, 2);
+        u8* place = places_.get();
+        const int* left = columns_.left.get();
+        const auto fits = [&] {
+            return shuffled_ + group_columns <= dst_w_ && left[0] + shuffle_width <= used &&
+                   left[group_columns - 1] + 1 < left[0] + shuffle_width;
+        };
+        for (; fits(); shuffled_ += group_columns, left += group_columns)
+            for (int i = 0; i < group_columns; ++i) {
+                *place++ = u8(left[i] - left[0]);
+                *place++ = u8(left[i] - left[0] + 1);
+            }
     }
 
     // Every sample is made a float once for the row.
@@ -194,13 +254,20 @@ class row_stretcher {
     void stretch_apart(const u8* src, int x0, int x1, float* out) const {
         const std::ptrdiff_t n = std::ptrdiff_t(x1 - x0) * channels_;
         u8 *const left = neighbours_.get(), *const right = left + n;
-        gather_row(src, columns_.left.get() + x0, left, x1 - x0, channels_, channels_);
-        gather_row(src, columns_.right.get() + x0, right, x1 - x0, channels_, channels_);
+        const int* const offsets = columns_.left.get() + x0;
+        if (channels_ == 3) {
+            gather_neighbours(src, offsets, x1 - x0, to_next_, left, right);
+        } else {
+            gather_row(src, offsets, left, x1 - x0, channels_, channels_);
+            gather_row(src + to_next_, offsets, right, x1 - x0, channels_, channels_);
+        }
         mix_best(left, right, frac_.get() + std::ptrdiff_t(x0) * channels_, n, out);
     }
 
     const bilinear_axis& columns_;
     const int dst_w_, channels_, to_next_;
+    int shuffled_ = 0;        // stretch_pairs: columns that are taken in groups
+    scratch<u8> places_;      // stretch_pairs: of their neighbours
     scratch<float> samples_;  // stretch_samples
     scratch<u8> neighbours_;  // stretch_apart
     scratch<float> frac_;     // stretch_apart: of every sample
