@@ -200,20 +200,24 @@ void compare_flips(table& t, const tools::Scene& s) {
     const int w = s.photo.width, h = s.photo.height;
     // Both sides use the same buffers: whether a buffer lies on large pages, or 16 bytes off the
     // cache line, decides more than the code does.
-    cv::Mat padded(h + 1, w, CV_8UC3), out(h, w, CV_8UC3);
+    cv::Mat padded(h + 1, w, CV_8UC3), out(h, w, CV_8UC3), matte(h, w, CV_8UC1);
     padded.setTo(0);  // the copying flip reads one pixel beyond the last
     cv::Mat photo = padded.rowRange(0, h);
     view(s.photo).copyTo(photo);
     t.row(
-        "flip upside down",
+        "flip upside down, 3 channels",
         [&] { ff::ipf_flip_vert(photo.data, 3 * w, h, 3 * w, out.data, 3 * w); },
         [&] { cv::flip(photo, out, 0); });
     t.row(
-        "flip left to right",
+        "flip upside down, 1 channel",
+        [&] { ff::ipf_flip_vert(s.alpha.pixels.data(), w, h, w, matte.data, w); },
+        [&] { cv::flip(view(s.alpha), matte, 0); });
+    t.row(
+        "flip left to right, 3 channels",
         [&] { ff::ipf_flip_horz(photo.data, w, h, 3 * w, 3, out.data, 3 * w); },
         [&] { cv::flip(photo, out, 1); });
     t.row(
-        "flip left to right, in place", [&] { ff::ipf_flip_horz(out.data, w, h, 3 * w, 3); },
+        "the same in place", [&] { ff::ipf_flip_horz(out.data, w, h, 3 * w, 3); },
         [&] { cv::flip(out, out, 1); });
 }
 

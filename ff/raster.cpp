@@ -10,6 +10,7 @@
 
 #include "ff/prefetch.h"
 #include "ff/scratch.h"
+#include "ff/shuffle.h"
 
 namespace ff {
 namespace {
@@ -30,15 +31,30 @@ void mirror_row(const u8* src, u8* dst, int width) {
     for (int i = 0; i < width; ++i, s -= N) std::memcpy(dst + std::ptrdiff_t(i) * N, s, N);
 }
 
-// Three bytes are moved as four where a pixel follows on both sides: the next move writes over the
-// fourth.
+// As many of the first pixels of three bytes as go in groups of five, which are one shuffle and
+// write a sixteenth byte, into a pixel that follows. Returns their number.
+DSCM_SHUFFLES int mirror_groups(const u8* src, u8* dst, int width) {
+    constexpr int size = 3, group = shuffle_width / size;
+    constexpr u8 order[shuffle_width] = {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0};
+    int i = 0;
+    for (; i + group < width; i += group) {
+        const u8* end = src + size * (std::ptrdiff_t(width) - i + 1);
+        shuffle_bytes(end - shuffle_width, order, dst + size * std::ptrdiff_t(i));
+    }
+    return i;
+}
+
+// The rest one by one, three bytes as four where a pixel lies on both sides: the next move writes
+// over the fourth.
 template <>
 void mirror_row<3>(const u8* src, u8* dst, int width) {
-    const u8* s = src + std::ptrdiff_t(width) * 3;
-    u8* const last = dst + std::ptrdiff_t(width - 1) * 3;
-    if (dst < last) std::memcpy(dst, s, 3), dst += 3, s -= 3;
-    for (; dst < last; dst += 3, s -= 3) std::memcpy(dst, s, 4);
-    std::memcpy(last, s, 3);
+    constexpr std::ptrdiff_t size = 3;
+    int i = can_shuffle() ? mirror_groups(src, dst, width) : 0;
+    const u8* s = src + (width - i) * size;
+    dst += i * size;
+    if (i < width - 1) std::memcpy(dst, s, size), ++i, dst += size, s -= size;
+    for (; i < width - 1; ++i, dst += size, s -= size) std::memcpy(dst, s, size + 1);
+    std::memcpy(dst, s, size);
 }
 
 void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
