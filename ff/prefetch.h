@@ -7,8 +7,6 @@
 
 namespace ff {
 
-constexpr int cache_line = 64;
-
 // The cache line `ahead` bytes from p. Any address will do: none is read.
 inline void fetch_line(const void* p, std::ptrdiff_t ahead) {
 #if defined(__GNUC__)

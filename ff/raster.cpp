@@ -4,11 +4,12 @@
 #include "ff/raster.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <memory>
 
-#include "ff/prefetch.h"
+#include "ff/multiversion.h"
 #include "ff/scratch.h"
 #include "ff/shuffle.h"
 
@@ -73,10 +74,41 @@ void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
         std::memcpy(dst, s, std::size_t(pixel_bytes));
 }
 
-// Fetches the beginning of a row that is read next, but does not follow the one before it.
-void fetch_row(const u8* row, int row_bytes) {
-    constexpr int most = 16 * cache_line;
-    for (int i = 0; i < std::min(row_bytes, most); i += cache_line) fetch_line(row, i);
+// p receives b and q receives a, of n bytes each; p may be a while q is b. Two rows at a time, in
+// pieces, since memcpy is slow from rows that do not begin at a cache line.
+DSCM_KERNEL void exchange(const u8* a, const u8* b, u8* p, u8* q, std::ptrdiff_t n) {
+    constexpr int size = 32;
+#ifdef __GNUC__
+    using piece = u8 __attribute__((vector_size(size)));
+#else
+    using piece = std::array<u8, size>;
+#endif
+    std::ptrdiff_t i = 0;
+    for (; i + size <= n; i += size) {
+        piece from_a, from_b;
+        std::memcpy(&from_a, a + i, size);
+        std::memcpy(&from_b, b + i, size);
+        std::memcpy(p + i, &from_b, size);
+        std::memcpy(q + i, &from_a, size);
+    }
+    for (; i < n; ++i) {
+        const u8 from_a = a[i], from_b = b[i];
+        p[i] = from_b;
+        q[i] = from_a;
+    }
+}
+
+#ifdef DSCM_HAS_AVX2
+DSCM_AVX2 void exchange_avx2(const u8* a, const u8* b, u8* p, u8* q, std::ptrdiff_t n) {
+    exchange(a, b, p, q, n);
+}
+#endif
+
+void exchange_rows(const u8* a, const u8* b, u8* p, u8* q, std::ptrdiff_t n) {
+#ifdef DSCM_HAS_AVX2
+    if (cpu_has_avx2()) return exchange_avx2(a, b, p, q, n);
+#endif
+    exchange(a, b, p, q, n);
 }
 
 // Turns column and row flags into a box; both flag arrays are non-empty.
@@ -143,22 +175,20 @@ void ipf_memset_3d(const void* dst, int row_bytes, int rows, int planes, int row
 void ipf_flip_vert(const void* src, int row_bytes, int rows, int src_stride, void* dst,
                    int dst_stride) {
     if (!src || !dst || row_bytes < 1) return;
-    for (int y = rows - 1; y >= 0; --y) {
-        const u8* row = row_at(src, y, src_stride);
-        if (y > 0) fetch_row(row - src_stride, row_bytes);
-        std::memcpy(row_at(dst, rows - 1 - y, dst_stride), row, std::size_t(row_bytes));
-    }
+    int top = 0, bottom = rows - 1;
+    for (; top < bottom; ++top, --bottom)
+        exchange_rows(row_at(src, top, src_stride), row_at(src, bottom, src_stride),
+                      row_at(dst, top, dst_stride), row_at(dst, bottom, dst_stride), row_bytes);
+    if (top == bottom)
+        std::memcpy(row_at(dst, top, dst_stride), row_at(src, top, src_stride),
+                    std::size_t(row_bytes));
 }
 
 void ipf_flip_vert(void* buf, int row_bytes, int rows, int stride) {
-    if (!buf || row_bytes < 1 || rows < 2 || stride < 1) return;
-    const auto spare = std::make_unique<u8[]>(std::size_t(row_bytes));
-    const auto bytes = std::size_t(row_bytes);
-    for (int top = 0, bottom = rows - 1; top < bottom; ++top, --bottom) {
-        std::memcpy(spare.get(), row_at(buf, top, stride), bytes);
-        std::memcpy(row_at(buf, top, stride), row_at(buf, bottom, stride), bytes);
-        std::memcpy(row_at(buf, bottom, stride), spare.get(), bytes);
-    }
+    if (!buf || row_bytes < 1 || stride < 1) return;
+    for (int top = 0, bottom = rows - 1; top < bottom; ++top, --bottom)
+        exchange_rows(row_at(buf, top, stride), row_at(buf, bottom, stride),
+                      row_at(buf, top, stride), row_at(buf, bottom, stride), row_bytes);
 }
 
 void ipf_flip_horz(const void* src, int width, int height, int src_stride, int pixel_bytes,

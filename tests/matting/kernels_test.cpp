@@ -30,6 +30,8 @@ struct Results {
             all.add(bytes.payload());
             ff::ipf_flip_horz(src, w - 1, h, src.stride, c, bytes, n);
             all.add(bytes.payload());
+            ff::ipf_flip_vert(bytes, w * c, h, n);
+            all.add(bytes.payload());
             for (int to = 1; to <= 45; to += 11) {
                 ff::ipf_resize_bl<u8, u8>(src, w, h, src.stride, c, grown, to, 2 * h, 180, c, c);
                 all.add(grown.payload());
