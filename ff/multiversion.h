@@ -1,6 +1,7 @@
 // Kernels that are compiled twice on x86-64: plainly, and for processors with AVX2 and fused
 // multiply-adds. Everywhere else, NEON included, the plain form is all there is; the compiler
-// vectorises both. It fuses nothing by itself, so both give the same bytes.
+// vectorises both. It fuses nothing by itself, so both give the same bytes. What no loop compiles
+// to is in ff/shuffle.h.
 //
 //   DSCM_KERNEL void kernel(...) { loops }            // the body, always inlined
 //   DSCM_AVX2 void kernel_avx2(...) { kernel(...); }  // only #ifdef DSCM_HAS_AVX2
