@@ -214,8 +214,9 @@ class row_stretcher {
         const int shuffled =
             std::clamp(shuffled_ - x0, 0, (x1 - x0) / group_columns * group_columns);
         const int* const left = columns_.left.get() + x0;
-        shuffle_groups(src, left, places_.get() + 2 * std::ptrdiff_t(x0), shuffled / group_columns,
-                       both);
+        if (shuffled > 0)
+            shuffle_groups(src, left, places_.get() + 2 * std::ptrdiff_t(x0),
+                           shuffled / group_columns, both);
         gather_row<2>(src, left + shuffled, both + std::ptrdiff_t(2) * shuffled, x1 - x0 - shuffled,
                       2);
         mix_pairs_best(both, columns_.frac.get() + x0, x1 - x0, out);
