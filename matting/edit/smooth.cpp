@@ -47,21 +47,17 @@ u8 dilated(int mean, u8 most) {
     return low_byte((1.0f - t * t) * float(most) + 0.5f);
 }
 
-// The 3 x 3 mean of one row; the first and the last column weigh their own column three times.
-void mean_row_3x3(const u8* above, const u8* row, const u8* below, int width, int* out) {
+// The 3 x 3 mean of row y of a picture; the first and the last column weigh their own column three
+// times.
+void mean_row_3x3(const u8* src, int width, int height, int stride, int y, int* out) {
+    const u8* const row = src + std::ptrdiff_t(y) * stride;
+    const u8* const above = y > 0 ? row - stride : row;
+    const u8* const below = y < height - 1 ? row + stride : row;
     const auto column = [=](int x) { return unsigned(above[x]) + row[x] + below[x]; };
     out[0] = int((3 * column(0) + 4) / 9);
     for (int x = 1; x < width - 1; ++x)
         out[x] = int((column(x - 1) + column(x) + column(x + 1) + 4) / 9);
     out[width - 1] = int((3 * column(width - 1) + 4) / 9);
-}
-
-// The 3 x 3 mean of row y of a picture.
-void mean_row_at(const u8* src, int width, int height, int stride, int y, int* out) {
-    const auto row = [=](int i) {
-        return src + std::ptrdiff_t(std::clamp(i, 0, height - 1)) * stride;
-    };
-    mean_row_3x3(row(y - 1), row(y), row(y + 1), width, out);
 }
 
 // Means of a picture row by row, from the top down. Each row may be written over once its means
@@ -86,7 +82,7 @@ class row_means {
 
   private:
     int* place(int y) { return plane_.get() + std::ptrdiff_t(ahead_ ? y & 1 : y) * width_; }
-    void take_row(int y) { mean_row_at(src_, width_, height_, stride_, y, place(y)); }
+    void take_row(int y) { mean_row_3x3(src_, width_, height_, stride_, y, place(y)); }
 
     const u8* src_;
     int width_, height_, stride_;
@@ -100,7 +96,7 @@ void mean_filter_3x3(const unsigned char* src, int width, int height, int src_st
                      int dst_stride) {
     if (!src || !dst || width < 1 || height < 1) return;
     for (int y = 0; y < height; ++y)
-        mean_row_at(src, width, height, src_stride, y, dst + std::ptrdiff_t(y) * dst_stride);
+        mean_row_3x3(src, width, height, src_stride, y, dst + std::ptrdiff_t(y) * dst_stride);
 }
 
 void _erode_dilate(const unsigned char* src, int width, int height, int src_stride,

@@ -95,10 +95,9 @@ void DSCMattingImpl::take_segmentation(const u8* img, int stride, const u8* seg,
                                        const trimap_settings& s) {
     seg_trimap.Reset(width, height, grey_format, row_alignment);
     // The memory of the tables, which are not filled yet, serves as scratch.
-    trimap::draw_by_contrast({img, width, height, stride, seg, seg_stride, std::max(s.step, 1),
-                              trimap::squared_contrast(s.low_contrast),
-                              trimap::squared_contrast(s.high_contrast), s.min_band, s.max_band},
-                             s.band_scale, seg_trimap.data, seg_trimap.stride, up_index.get());
+    trimap::make_by_contrast(img, width, height, stride, seg, seg_stride, seg_trimap.data,
+                             seg_trimap.stride, s.max_band, s.band_scale, s.step, s.low_contrast,
+                             s.high_contrast, s.min_band, up_index.get());
     InvertMatte(seg_trimap.data, width, height, seg_trimap.stride);
     ff::ipf_memcpy_2d(seg_trimap.data, width, height, seg_trimap.stride, alpha.data, alpha.stride);
 }

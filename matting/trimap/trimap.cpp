@@ -5,7 +5,7 @@
 // at its corners, and one pass of running sums finds the covered pixels. So the cost is linear in
 // the pixels and boundary pixels however wide the band (the contrast search aside). Scratch: 8
 // bytes a pixel, and 8 a run or region. Distances and differences share a plane: the kernel hands
-// out and clears every page that a process has not had yet, which costs as much as a pass over it.
+// out and clears every page that a process has not had yet, which costs more than a pass over it.
 #include "matting/trimap/trimap.h"
 
 #include <algorithm>
@@ -135,23 +135,25 @@ void make_trimap(const u8* seg, int w, int h, int seg_stride, u8* trimap, int tr
     band.draw(trimap, trimap_stride, unknown_value);
 }
 
-}  // namespace
-
-namespace trimap {
-
 double squared_contrast(u8 per_channel) { return double(3 * per_channel * per_channel); }
 
-void draw_by_contrast(const contrast_settings& s, double band_scale, u8* out, int out_stride,
-                      int* work) {
-    contrast_search search(s);
-    make_trimap(s.seg, s.w, s.h, s.seg_stride, out, out_stride, s.max_band, band_scale, work,
+}  // namespace
+
+void trimap::make_by_contrast(const unsigned char* img, int w, int h, int img_stride,
+                              const unsigned char* seg, int seg_stride, unsigned char* out,
+                              int out_stride, int max_band, double band_scale, int step,
+                              unsigned char low_contrast, unsigned char high_contrast, int min_band,
+                              int* work) {
+    if (!img || !seg || !out || w < 1 || h < 1) return;
+    contrast_search search({img, w, h, img_stride, seg, seg_stride, std::max(step, 1),
+                            squared_contrast(low_contrast), squared_contrast(high_contrast),
+                            min_band, max_band});
+    make_trimap(seg, w, h, seg_stride, out, out_stride, max_band, band_scale, work,
                 [&](dpl_pt2di pt, int b) {
-                    const dpl_rect of_region = AdaRect_CCSz(pt, b, s.w, s.h);
-                    return square_around(pt, search.half_width(of_region), s.w, s.h);
+                    const dpl_rect of_region = AdaRect_CCSz(pt, b, w, h);
+                    return square_around(pt, search.half_width(of_region), w, h);
                 });
 }
-
-}  // namespace trimap
 
 void MakeTrimapFromSegRes(const unsigned char* seg, int w, int h, int seg_stride,
                           unsigned char* trimap, int trimap_stride, int max_band,
@@ -168,10 +170,9 @@ void MakeTrimapFromSegRes(const unsigned char* img, int w, int h, int img_stride
                           unsigned char low_contrast, unsigned char high_contrast, int min_band) {
     if (!img || !seg || !trimap || w < 1 || h < 1) return;
     const auto work = make_scratch<int>(std::ptrdiff_t(w) * h, 2);
-    ::trimap::draw_by_contrast({img, w, h, img_stride, seg, seg_stride, std::max(step, 1),
-                                ::trimap::squared_contrast(low_contrast),
-                                ::trimap::squared_contrast(high_contrast), min_band, max_band},
-                               band_scale, trimap, trimap_stride, work.get());
+    ::trimap::make_by_contrast(img, w, h, img_stride, seg, seg_stride, trimap, trimap_stride,
+                               max_band, band_scale, step, low_contrast, high_contrast, min_band,
+                               work.get());
 }
 
 void GetCCBndryPixels(const unsigned char* seg, int w, int h, int seg_stride, int* labels, int n,
