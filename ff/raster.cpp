@@ -1,6 +1,6 @@
 // Copies, fills, flips, neighbour offsets and mask extents of strided byte rasters. All of it is
-// bound by memory: rows are walked in order and whole rows go to memcpy, memset and loops that the
-// compiler vectorises.
+// bound by memory: rows are walked in order, flips aside, and whole rows go to memcpy, memset and
+// loops that the compiler vectorises.
 #include "ff/raster.h"
 
 #include <algorithm>
@@ -45,17 +45,9 @@ DSCM_SHUFFLES int mirror_groups(const u8* src, u8* dst, int width) {
     return i;
 }
 
-// The rest one by one, three bytes as four where a pixel lies on both sides: the next move writes
-// over the fourth.
-template <>
-void mirror_row<3>(const u8* src, u8* dst, int width) {
-    constexpr std::ptrdiff_t size = 3;
-    int i = can_shuffle() ? mirror_groups(src, dst, width) : 0;
-    const u8* s = src + (width - i) * size;
-    dst += i * size;
-    if (i < width - 1) std::memcpy(dst, s, size), ++i, dst += size, s -= size;
-    for (; i < width - 1; ++i, dst += size, s -= size) std::memcpy(dst, s, size + 1);
-    std::memcpy(dst, s, size);
+void mirror_threes(const u8* src, u8* dst, int width) {
+    const int done = can_shuffle() ? mirror_groups(src, dst, width) : 0;
+    mirror_row<3>(src, dst + 3 * std::ptrdiff_t(done), width - done);
 }
 
 void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
@@ -65,7 +57,7 @@ void mirror_row(const u8* src, u8* dst, int width, int pixel_bytes) {
         case 2:
             return mirror_row<2>(src, dst, width);
         case 3:
-            return mirror_row<3>(src, dst, width);
+            return mirror_threes(src, dst, width);
         case 4:
             return mirror_row<4>(src, dst, width);
     }

@@ -8,13 +8,13 @@
 // half or a quarter, is copied.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
 #include "ff/multiversion.h"
-#include "ff/prefetch.h"
 #include "ff/raster.h"
 #include "ff/scratch.h"
 #include "ff/shuffle.h"
@@ -38,6 +38,18 @@ void gather_row(const u8* src, const int* offsets, u8* dst, int n, int dst_step,
         std::memcpy(dst, src + offsets[x], std::size_t(channels));
 }
 
+// Asks for the cache line `ahead` bytes from p before it is read. Processors do so by themselves
+// for what is read in order, but anew on every page. Any address will do: none is read.
+void fetch_line(const void* p, std::ptrdiff_t ahead) {
+#if defined(__GNUC__)
+    const auto address = reinterpret_cast<std::uintptr_t>(p) + std::uintptr_t(ahead);
+    // No pointer may be moved that far out of its object. NOLINTNEXTLINE(performance-no-int-to-ptr)
+    __builtin_prefetch(reinterpret_cast<const void*>(address));
+#else
+    (void)p, (void)ahead;
+#endif
+}
+
 // Pixels of three bytes and their next ones, which lie to_next further, to left and right. Three
 // bytes are moved as four, of which the next move writes over the last; not so those of the last
 // pixel of the source, behind which there may be nothing. Offsets ascend.
@@ -57,22 +69,20 @@ void gather_neighbours(const u8* src, const int* offsets, int n, int to_next, u8
     }
 }
 
-// Positions and fractions of one axis of a bilinear resize, made safe for a source of one sample:
-// `right` is the offset of the next sample, the last one where there is none.
+// Positions and fractions of one axis of a bilinear resize, made safe for a source of one sample.
 struct bilinear_axis {
-    std::unique_ptr<int[]> left, right;
+    int to_next;  // from a sample to the next; 0 where there is none
+    std::unique_ptr<int[]> left;
     std::unique_ptr<float[]> frac;
 
     bilinear_axis(int src_len, int dst_len, int scale)
-        : left(std::make_unique<int[]>(std::size_t(dst_len))),
-          right(std::make_unique<int[]>(std::size_t(dst_len))),
+        : to_next(src_len > 1 ? scale : 0),
+          left(std::make_unique<int[]>(std::size_t(dst_len))),
           frac(std::make_unique<float[]>(std::size_t(dst_len))) {
         ipf_calc_resize_tab_bl(src_len, dst_len, left.get(), frac.get(), scale);
         const int last = (src_len - 1) * scale;
-        for (int i = 0; i < dst_len; ++i) {
-            right[std::size_t(i)] = std::clamp(left[std::size_t(i)] + scale, 0, last);
+        for (int i = 0; i < dst_len; ++i)
             left[std::size_t(i)] = std::clamp(left[std::size_t(i)], 0, last);
-        }
     }
 
     bool on_samples(int len) const {
@@ -81,14 +91,15 @@ struct bilinear_axis {
 };
 
 // The destination columns [x0, x1) of a row from samples that are floats already: samples[0] is the
-// one at offset `first`, and `to_next` lie between neighbours. Pixels of three are taken in groups
-// of four, which is one vector: one sample more is read and one more written than there are.
+// one at offset `first`. Pixels of three are taken in groups of four, which is one vector: one
+// sample more is read and one more written than there are.
 template <int C>
-void stretch_floats(const float* samples, int first, int to_next, const bilinear_axis& columns,
-                    int x0, int x1, float* out) {
+void stretch_floats(const float* samples, int first, const bilinear_axis& columns, int x0, int x1,
+                    float* out) {
     constexpr int lanes = 4;
     const int* const left = columns.left.get();
     const float* const frac = columns.frac.get();
+    const int to_next = columns.to_next;
     for (int x = x0; x < x1; ++x, out += C) {
         const float *a = samples + (left[x] - first), *b = a + to_next;
         float group[lanes];
@@ -167,12 +178,9 @@ class row_stretcher {
     static constexpr int spare = 1;  // floats that may be written after the last
 
     row_stretcher(const bilinear_axis& columns, int dst_w, int channels)
-        : columns_(columns),
-          dst_w_(dst_w),
-          channels_(channels),
-          to_next_(columns.right[0] - columns.left[0]) {
+        : columns_(columns), dst_w_(dst_w), channels_(channels) {
         const std::ptrdiff_t used =
-            std::ptrdiff_t(columns.right[std::size_t(dst_w) - 1]) + channels;
+            std::ptrdiff_t(columns.left[std::size_t(dst_w) - 1]) + columns_.to_next + channels;
         if (pairs()) {
             place_groups(used);
             return;
@@ -208,7 +216,7 @@ class row_stretcher {
     static constexpr int block = 128;
 
     // Bytes side by side: both neighbours are one move.
-    bool pairs() const { return channels_ == 1 && to_next_ == 1; }
+    bool pairs() const { return channels_ == 1 && columns_.to_next == 1; }
     void stretch_pairs(const u8* src, int x0, int x1, float* out) const {
         u8 both[2 * block];
         const int shuffled =
@@ -244,11 +252,11 @@ class row_stretcher {
     void stretch_samples(const u8* src, int x0, int x1, float* out) const {
         float* const samples = samples_.get();
         const int first = columns_.left[std::size_t(x0)];
-        const int n = columns_.right[std::size_t(x1) - 1] + channels_ - first;
+        const int n = columns_.left[std::size_t(x1) - 1] + columns_.to_next + channels_ - first;
         to_floats_best(src + first, n, samples);
         samples[n] = 0.0f;
         const auto stretch = channels_ == 3 ? stretch_floats<3> : stretch_floats<4>;
-        stretch(samples, first, to_next_, columns_, x0, x1, out);
+        stretch(samples, first, columns_, x0, x1, out);
     }
 
     // Few samples of many, and pixels of other sizes: only the neighbours are taken.
@@ -257,16 +265,16 @@ class row_stretcher {
         u8 *const left = neighbours_.get(), *const right = left + n;
         const int* const offsets = columns_.left.get() + x0;
         if (channels_ == 3) {
-            gather_neighbours(src, offsets, x1 - x0, to_next_, left, right);
+            gather_neighbours(src, offsets, x1 - x0, columns_.to_next, left, right);
         } else {
             gather_row(src, offsets, left, x1 - x0, channels_, channels_);
-            gather_row(src + to_next_, offsets, right, x1 - x0, channels_, channels_);
+            gather_row(src + columns_.to_next, offsets, right, x1 - x0, channels_, channels_);
         }
         mix_best(left, right, frac_.get() + std::ptrdiff_t(x0) * channels_, n, out);
     }
 
     const bilinear_axis& columns_;
-    const int dst_w_, channels_, to_next_;
+    const int dst_w_, channels_;
     int shuffled_ = 0;        // stretch_pairs: columns that are taken in groups
     scratch<u8> places_;      // stretch_pairs: of their neighbours
     scratch<float> samples_;  // stretch_samples
@@ -374,7 +382,7 @@ void ipf_resize_bl(const S* src, int src_w, int src_h, int src_stride, int src_p
     for (int y = 0; y < dst_h; ++y) {
         const float fy = rows.frac[std::size_t(y)];
         const int want_top = rows.left[std::size_t(y)];
-        const int want_bottom = fy == 0.0f ? want_top : rows.right[std::size_t(y)];
+        const int want_bottom = fy == 0.0f ? want_top : want_top + rows.to_next;
         const bool on_row = want_bottom == want_top;
         u8* const out = dst + std::ptrdiff_t(y) * dst_stride;
         if (on_columns && on_row) {
